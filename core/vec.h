@@ -1,0 +1,175 @@
+// Vectors of the level this file is compiled for: 16 bytes (sse3) or 32 bytes (avx2). Nothing here may live outside
+// namespace lum::LUM_LEVEL: two levels of one inline function with one name would be merged by the linker.
+//
+// AVX2 works in two halves of 16 bytes. unpack_low/unpack_high keep to their half and pack() undoes them, so a value
+// that goes through both comes out in order; in between, the order of the lanes is nobody's business.
+#pragma once
+#ifdef __AVX2__
+#include <immintrin.h>
+#else
+#include <pmmintrin.h>
+#endif
+
+#include "core/image.h"
+#include "core/level.h"
+
+namespace lum::LUM_LEVEL {
+
+#ifdef __AVX2__
+
+struct F32 {
+  __m256 v;
+  static constexpr int lanes = 8;
+};
+struct I16 {
+  __m256i v;
+  static constexpr int lanes = 16;
+};
+struct I32 {
+  __m256i v;
+  static constexpr int lanes = 8;
+};
+
+inline F32 load(const Lum32f* p) { return {_mm256_loadu_ps(p)}; }
+inline I16 load(const Lum16s* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
+inline I16 load(const Lum8u* p) { return {_mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)p))}; }
+inline void store(Lum32f* p, F32 a) { _mm256_storeu_ps(p, a.v); }
+inline void store(Lum16s* p, I16 a) { _mm256_storeu_si256((__m256i*)p, a.v); }
+inline void store(Lum8u* p, I16 a) {  // saturates
+  _mm_storeu_si128((__m128i*)p, _mm_packus_epi16(_mm256_castsi256_si128(a.v), _mm256_extracti128_si256(a.v, 1)));
+}
+inline void store(Lum8s* p, I16 a) {  // saturates
+  _mm_storeu_si128((__m128i*)p, _mm_packs_epi16(_mm256_castsi256_si128(a.v), _mm256_extracti128_si256(a.v, 1)));
+}
+
+inline F32 f32(Lum32f a) { return {_mm256_set1_ps(a)}; }
+inline I16 i16(Lum16s a) { return {_mm256_set1_epi16(a)}; }
+inline I32 i32(int a) { return {_mm256_set1_epi32(a)}; }
+
+inline F32 operator+(F32 a, F32 b) { return {_mm256_add_ps(a.v, b.v)}; }
+inline F32 operator-(F32 a, F32 b) { return {_mm256_sub_ps(a.v, b.v)}; }
+inline F32 operator*(F32 a, F32 b) { return {_mm256_mul_ps(a.v, b.v)}; }
+inline F32 operator-(F32 a) { return {_mm256_xor_ps(a.v, _mm256_set1_ps(-0.0f))}; }
+inline F32 min(F32 a, F32 b) { return {_mm256_min_ps(a.v, b.v)}; }
+inline I16 operator+(I16 a, I16 b) { return {_mm256_add_epi16(a.v, b.v)}; }
+inline I16 operator-(I16 a, I16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
+inline I16 operator*(I16 a, I16 b) { return {_mm256_mullo_epi16(a.v, b.v)}; }
+inline I16 operator-(I16 a) { return {_mm256_sub_epi16(_mm256_setzero_si256(), a.v)}; }
+inline I16 multiply_high(I16 a, I16 b) { return {_mm256_mulhi_epi16(a.v, b.v)}; }
+inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm256_mulhi_epu16(a.v, b.v)}; }
+inline I32 operator+(I32 a, I32 b) { return {_mm256_add_epi32(a.v, b.v)}; }
+
+inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
+inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
+inline I32 as_i32(I16 a) { return {a.v}; }
+// Signed lanes to 32 bits, in the order of unpack_low and unpack_high.
+inline I32 widen_low(I16 a) { return {_mm256_srai_epi32(_mm256_unpacklo_epi16(a.v, a.v), 16)}; }
+inline I32 widen_high(I16 a) { return {_mm256_srai_epi32(_mm256_unpackhi_epi16(a.v, a.v), 16)}; }
+// Sums of neighbouring products: lane i is a[2i] b[2i] + a[2i+1] b[2i+1].
+inline I32 multiply_pairs(I16 a, I32 b) { return {_mm256_madd_epi16(a.v, b.v)}; }
+// Saturates; undoes unpack_low and unpack_high.
+inline I16 pack(I32 low, I32 high) { return {_mm256_packs_epi32(low.v, high.v)}; }
+// Saturates; even[0] odd[0] even[1] odd[1] ...
+inline I16 pack_even_odd(I32 even, I32 odd) {
+  const __m256i halves = _mm256_packs_epi32(even.v, odd.v);
+  return {_mm256_unpacklo_epi16(halves, _mm256_unpackhi_epi64(halves, halves))};
+}
+
+inline F32 to_float(I32 a) { return {_mm256_cvtepi32_ps(a.v)}; }
+inline I32 round_nearest(F32 a) { return {_mm256_cvtps_epi32(a.v)}; }
+inline I32 truncate(F32 a) { return {_mm256_cvttps_epi32(a.v)}; }
+
+#else
+
+struct F32 {
+  __m128 v;
+  static constexpr int lanes = 4;
+};
+struct I16 {
+  __m128i v;
+  static constexpr int lanes = 8;
+};
+struct I32 {
+  __m128i v;
+  static constexpr int lanes = 4;
+};
+
+inline F32 load(const Lum32f* p) { return {_mm_loadu_ps(p)}; }
+inline I16 load(const Lum16s* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
+inline I16 load(const Lum8u* p) { return {_mm_unpacklo_epi8(_mm_loadl_epi64((const __m128i*)p), _mm_setzero_si128())}; }
+inline void store(Lum32f* p, F32 a) { _mm_storeu_ps(p, a.v); }
+inline void store(Lum16s* p, I16 a) { _mm_storeu_si128((__m128i*)p, a.v); }
+inline void store(Lum8u* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packus_epi16(a.v, a.v)); }  // saturates
+inline void store(Lum8s* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packs_epi16(a.v, a.v)); }   // saturates
+
+inline F32 f32(Lum32f a) { return {_mm_set1_ps(a)}; }
+inline I16 i16(Lum16s a) { return {_mm_set1_epi16(a)}; }
+inline I32 i32(int a) { return {_mm_set1_epi32(a)}; }
+
+inline F32 operator+(F32 a, F32 b) { return {_mm_add_ps(a.v, b.v)}; }
+inline F32 operator-(F32 a, F32 b) { return {_mm_sub_ps(a.v, b.v)}; }
+inline F32 operator*(F32 a, F32 b) { return {_mm_mul_ps(a.v, b.v)}; }
+inline F32 operator-(F32 a) { return {_mm_xor_ps(a.v, _mm_set1_ps(-0.0f))}; }
+inline F32 min(F32 a, F32 b) { return {_mm_min_ps(a.v, b.v)}; }
+inline I16 operator+(I16 a, I16 b) { return {_mm_add_epi16(a.v, b.v)}; }
+inline I16 operator-(I16 a, I16 b) { return {_mm_sub_epi16(a.v, b.v)}; }
+inline I16 operator*(I16 a, I16 b) { return {_mm_mullo_epi16(a.v, b.v)}; }
+inline I16 operator-(I16 a) { return {_mm_sub_epi16(_mm_setzero_si128(), a.v)}; }
+inline I16 multiply_high(I16 a, I16 b) { return {_mm_mulhi_epi16(a.v, b.v)}; }
+inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm_mulhi_epu16(a.v, b.v)}; }
+inline I32 operator+(I32 a, I32 b) { return {_mm_add_epi32(a.v, b.v)}; }
+
+inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
+inline I16 unpack_high(I16 a, I16 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
+inline I32 as_i32(I16 a) { return {a.v}; }
+inline I32 widen_low(I16 a) { return {_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)}; }
+inline I32 widen_high(I16 a) { return {_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)}; }
+inline I32 multiply_pairs(I16 a, I32 b) { return {_mm_madd_epi16(a.v, b.v)}; }
+inline I16 pack(I32 low, I32 high) { return {_mm_packs_epi32(low.v, high.v)}; }
+inline I16 pack_even_odd(I32 even, I32 odd) {
+  const __m128i halves = _mm_packs_epi32(even.v, odd.v);
+  return {_mm_unpacklo_epi16(halves, _mm_unpackhi_epi64(halves, halves))};
+}
+
+inline F32 to_float(I32 a) { return {_mm_cvtepi32_ps(a.v)}; }
+inline I32 round_nearest(F32 a) { return {_mm_cvtps_epi32(a.v)}; }
+inline I32 truncate(F32 a) { return {_mm_cvttps_epi32(a.v)}; }
+
+#endif
+
+// The vector that holds an element type while it is computed with.
+template <class T>
+struct VectorOf {
+  using type = I16;
+};
+template <>
+struct VectorOf<Lum32f> {
+  using type = F32;
+};
+template <class T>
+using Vector = typename VectorOf<T>::type;
+
+// Two 16-bit factors as multiply_pairs() takes them.
+inline I32 pair(Lum16s first, Lum16s second) {
+  return i32(int((unsigned)(Lum16u)first | (unsigned)(Lum16u)second << 16));
+}
+
+// Stores the last n lanes only, so that they end where a full vector would end.
+template <class T, class V>
+inline void store_last(T* p, V a, int n) {
+  if (n < 0 || n > V::lanes) __builtin_unreachable();
+  T lanes[V::lanes];
+  store(lanes, a);
+  memcpy(p, lanes + V::lanes - n, n * sizeof(T));
+}
+
+// Stores the first n lanes only.
+template <class T, class V>
+inline void store_first(T* p, V a, int n) {
+  if (n < 0 || n > V::lanes) __builtin_unreachable();
+  T lanes[V::lanes];
+  store(lanes, a);
+  memcpy(p, lanes, n * sizeof(T));
+}
+
+}  // namespace lum::LUM_LEVEL

@@ -1,0 +1,13 @@
+/**
+ * @file
+ * @brief Everything that the library offers. Plain C99.
+ */
+#ifndef LUMCV_H
+#define LUMCV_H
+
+#include "lumcv_features.h"
+#include "lumcv_filters.h"
+#include "lumcv_frame.h"
+#include "lumcv_types.h"
+
+#endif

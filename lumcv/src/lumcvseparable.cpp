@@ -1,0 +1,171 @@
+// Separable filter pipeline: exported functions and argument checks. The pixel work is in lumcvseparable_kernels.cpp.
+#include "lumcvseparable.h"
+
+#include "lumcv_filters.h"
+#include "lumcvseparable_kernels.h"
+
+namespace lum {
+
+Bytes row_buffer_size(RowArea area, LumSize roi, int taps) {
+  const Bytes threads = owncvGetMaxNumThreads();
+  return threads * 32 + threads * 4 * (Bytes(roi.height) + taps) + threads * (Bytes(area.tap) * taps + area.constant);
+}
+
+Bytes column_buffer_size(ColumnArea area, LumSize roi, int taps) {
+  const Bytes threads = owncvGetMaxNumThreads();
+  const Bytes columns = ((long long)roi.width + area.multiple - 1) / area.multiple * area.multiple;
+  return threads * 32 + threads * 4 * (Bytes(roi.height) + taps) + threads * (columns * area.column + 32);
+}
+
+namespace {
+
+constexpr long long kPixelsPerThread = 32768;
+
+LumStatus buffer_arguments(LumSize roi, int taps, const int* out) {
+  return first_error(pointers(out), size(roi), fails_if(taps < 1, lumStatusBadSize));
+}
+
+LumStatus row_size(RowArea area, LumSize roi, int taps, int* out) {
+  const LumStatus status = buffer_arguments(roi, taps, out);
+  return status == lumStatusOk ? store_size(row_buffer_size(area, roi, taps), out) : status;
+}
+
+LumStatus column_size(ColumnArea area, LumSize roi, int taps, int* out) {
+  const LumStatus status = buffer_arguments(roi, taps, out);
+  return status == lumStatusOk ? store_size(column_buffer_size(area, roi, taps), out) : status;
+}
+
+LumStatus column_size_float(LumSize roi, int taps, int* out) {
+  const LumStatus status = buffer_arguments(roi, taps, out);
+  return status == lumStatusOk ? store_size(kColumnBufferSizeFloat, out) : status;
+}
+
+Scale scale_by(int divisor) { return {1.0f / Lum32f(divisor), divisor == 1}; }
+
+int slices_for(LumSize roi, bool worthwhile) {
+  const int threads = owncvGetMaxNumThreads();
+  if (threads == 1 || !worthwhile || (long long)roi.width * roi.height < threads * kPixelsPerThread) return 1;
+  return threads < roi.height ? threads : roi.height;
+}
+
+// The tap counts for which a row pass goes parallel.
+bool worthwhile_row_pass(const Lum8u*, int) { return true; }
+bool worthwhile_row_pass(const Lum16s*, int taps) { return taps >= 4; }
+bool worthwhile_row_pass(const Lum32f*, int taps) { return runsepomp(taps) != 0; }
+
+template <class S, int C>
+LumStatus row_pass(const RowPass<S>& pass, int divisor, Lum8u* buffer) {
+  const LumStatus status = first_error(
+      pointers(pass.src.data, pass.dst, pass.kernel, buffer), size(pass.roi), fails_if(pass.taps < 1, lumStatusBadSize),
+      fails_if(pass.anchor < 0 || pass.anchor >= pass.taps, lumStatusBadAnchor),
+      step_size(pass.roi, pass.src.step, C * sizeof(S)), step_multiple(pass.src.step, sizeof(S)),
+      border_type(pass.border), fails_if(divisor == 0, lumStatusBadArgument));
+  if (status != lumStatusOk) return status;
+
+  int slices = slices_for(pass.roi, worthwhile_row_pass(pass.src.data, pass.taps));
+  // Long kernels need the caller's buffer. The thread count may have grown since its size was asked for, so the slices
+  // share what a buffer for one thread holds for certain: 12 bytes a tap and byte of a pixel (16s C3: 40 a tap).
+  const long long scratch = row_scratch<S, C>(pass.taps);
+  if (scratch > kRowStack && slices > 1) {
+    const long long room = (C * sizeof(S) == 6 ? 40LL : 12LL * C * sizeof(S)) * pass.taps;
+    if (slices > room / scratch) slices = int(room / scratch);
+  }
+  const auto band = LUM_PICK(level(), row_band<S, C>);
+  for_each_slice(slices,
+                 [&](int slice) { band(pass, slice_rows(pass.roi.height, slices, slice), buffer + slice * scratch); });
+  return lumStatusOk;
+}
+
+// Whether every partial sum is a whole number that single precision holds: below 2^24 in magnitude.
+bool exact_sums(const Lum16s* kernel, int taps) {
+  long long magnitude = 0;
+  for (int k = 0; k < taps; ++k) {
+    const int tap = get(kernel + k);
+    magnitude += tap < 0 ? -tap : tap;
+  }
+  return magnitude * 32768 <= 1 << 24;
+}
+bool exact_sums(const Lum32f*, int) { return false; }
+
+template <class S>
+LumStatus row_entries(const S* const* rows, long long n) {
+  for (long long i = 0; i < n; ++i)
+    if (!get(rows + i)) return lumStatusNullPointer;
+  return lumStatusOk;
+}
+
+template <class S, class D>
+LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum8u* buffer) {
+  LumStatus status = first_error(
+      pointers(pass.src, pass.dst.data, pass.kernel), size(roi), fails_if(pass.taps < 1, lumStatusBadSize),
+      step_size(roi, pass.dst.step, pass.channels * (int)sizeof(D)), step_multiple(pass.dst.step, sizeof(D)),
+      pointers(buffer), fails_if(divisor == 0, lumStatusBadArgument));
+  if (status == lumStatusOk) status = row_entries(pass.src, (long long)roi.height + pass.taps - 1);
+  if (status != lumStatusOk) return status;
+
+  pass.exact = exact_sums(pass.kernel, pass.taps);
+  const int slices = slices_for(roi, runsepomp(pass.taps) != 0);
+  const auto band = LUM_PICK(level(), column_band<S, D>);
+  for_each_slice(slices, [&](int slice) { band(pass, slice_rows(roi.height, slices, slice)); });
+  return lumStatusOk;
+}
+
+}  // namespace
+}  // namespace lum
+
+#define LUM_ROW_SIZE(name, tap, constant)                                    \
+  LumStatus name(LumSize roiSize, int kernelSize, int* pBufferSize) {        \
+    return lum::row_size({tap, constant}, roiSize, kernelSize, pBufferSize); \
+  }
+#define LUM_ROW_INTEGER(name, S, C)                                                                                   \
+  LumStatus name(const S* pSrc, int srcStep, Lum16s* const* ppDst, LumSize roiSize, const Lum16s* pKernel,            \
+                 int kernelSize, int xAnchor, LumBorderType borderType, S borderValue, int divisor, Lum8u* pBuffer) { \
+    return lum::row_pass<S, C>({{pSrc, srcStep},                                                                      \
+                                ppDst,                                                                                \
+                                roiSize,                                                                              \
+                                pKernel,                                                                              \
+                                kernelSize,                                                                           \
+                                xAnchor,                                                                              \
+                                borderType,                                                                           \
+                                borderValue,                                                                          \
+                                lum::scale_by(divisor),                                                               \
+                                {0, roiSize.width}},                                                                  \
+                               divisor, pBuffer);                                                                     \
+  }
+#define LUM_ROW_FLOAT(name, C)                                                                                  \
+  LumStatus name(const Lum32f* pSrc, int srcStep, Lum32f* const* ppDst, LumSize roiSize, const Lum32f* pKernel, \
+                 int kernelSize, int xAnchor, LumBorderType borderType, Lum32f borderValue, Lum8u* pBuffer) {   \
+    return lum::row_pass<Lum32f, C>({{pSrc, srcStep},                                                           \
+                                     ppDst,                                                                     \
+                                     roiSize,                                                                   \
+                                     pKernel,                                                                   \
+                                     kernelSize,                                                                \
+                                     xAnchor,                                                                   \
+                                     borderType,                                                                \
+                                     borderValue,                                                               \
+                                     {},                                                                        \
+                                     {0, roiSize.width}},                                                       \
+                                    1, pBuffer);                                                                \
+  }
+#define LUM_COLUMN_SIZE(name, column, multiple)                                    \
+  LumStatus name(LumSize roiSize, int kernelSize, int* pBufferSize) {              \
+    return lum::column_size({column, multiple}, roiSize, kernelSize, pBufferSize); \
+  }
+#define LUM_COLUMN_SIZE_FLOAT(name)                                   \
+  LumStatus name(LumSize roiSize, int kernelSize, int* pBufferSize) { \
+    return lum::column_size_float(roiSize, kernelSize, pBufferSize);  \
+  }
+#define LUM_COLUMN_INTEGER(name, D, C)                                                                           \
+  LumStatus name(const Lum16s* const* ppSrc, D* pDst, int dstStep, LumSize roiSize, const Lum16s* pKernel,       \
+                 int kernelSize, int divisor, Lum8u* pBuffer) {                                                  \
+    return lum::column_pass<Lum16s, D>(                                                                          \
+        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, lum::scale_by(divisor), false}, roiSize, \
+        divisor, pBuffer);                                                                                       \
+  }
+#define LUM_COLUMN_FLOAT(name, C)                                                                               \
+  LumStatus name(const Lum32f* const* ppSrc, Lum32f* pDst, int dstStep, LumSize roiSize, const Lum32f* pKernel, \
+                 int kernelSize, Lum8u* pBuffer) {                                                              \
+    return lum::column_pass<Lum32f, Lum32f>(                                                                    \
+        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, {}, false}, roiSize, 1, pBuffer);       \
+  }
+#include "lumcvseparable.inc"

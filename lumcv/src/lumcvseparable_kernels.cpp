@@ -1,0 +1,454 @@
+// Compiled once per level.
+#include "lumcvseparable_kernels.h"
+
+#include <utility>
+
+#include "core/border.h"
+#include "core/vec.h"
+
+namespace lum::LUM_LEVEL {
+namespace {
+
+#define LUM_INLINE_LAMBDA __attribute__((always_inline))
+
+constexpr Lum32f kTop = 32767;  // a float above it must not reach the conversion; below, saturation does the rest
+
+// What becomes of a sum. All of them leave values that the saturating stores bring into range.
+struct Saturate {
+  I32 operator()(I32 sum) const { return sum; }
+  int operator()(int sum) const { return sum; }
+};
+struct Nearest {
+  Lum32f reciprocal;
+  I32 operator()(F32 sum) const { return round_nearest(min(sum * f32(reciprocal), f32(kTop))); }
+  I32 operator()(I32 sum) const { return (*this)(to_float(sum)); }
+  int operator()(Lum32f sum) const {
+    return _mm_cvtss_si32(_mm_min_ss(_mm_set_ss(sum * reciprocal), _mm_set_ss(kTop)));
+  }
+  int operator()(int sum) const { return (*this)(Lum32f(sum)); }
+};
+struct Truncate {
+  Lum32f reciprocal;
+  I32 operator()(F32 sum) const { return truncate(min(sum * f32(reciprocal), f32(kTop))); }
+  I32 operator()(I32 sum) const { return (*this)(to_float(sum)); }
+  int operator()(Lum32f sum) const {
+    return _mm_cvttss_si32(_mm_min_ss(_mm_set_ss(sum * reciprocal), _mm_set_ss(kTop)));
+  }
+  int operator()(int sum) const { return (*this)(Lum32f(sum)); }
+};
+
+inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? high : v; }
+inline void put_saturated(Lum16s* d, int v) { put(d, Lum16s(clamp(v, -32768, 32767))); }
+inline void put_saturated(Lum8u* d, int v) { *d = Lum8u(clamp(v, 0, 255)); }
+inline void put_saturated(Lum8s* d, int v) { *d = Lum8s(clamp(v, -128, 127)); }
+
+// body(k) for every k below n. A count N known at compile time is written out, so that tables of it stay in registers.
+template <class Body, int... K>
+LUM_INLINE void repeat(const Body& body, std::integer_sequence<int, K...>) {
+  (body(K), ...);
+}
+template <int N, class Body>
+LUM_INLINE void repeat(int n, const Body& body) {
+  if constexpr (N > 0)
+    repeat(body, std::make_integer_sequence<int, N>());
+  else
+    for (int k = 0; k < n; ++k) body(k);
+}
+
+// What may be computed, though not stored, beside the elements that are asked for: `before` elements in front of them,
+// and, if `behind`, a vector of elements behind.
+struct Margin {
+  int before;
+  bool behind;
+};
+
+// n elements to d, some vectors at a time, then one. Where the last vector reaches beyond the elements, only theirs of
+// its lanes are stored: the others may be rounded otherwise, or junk.
+template <class D, class Kernel, class Finish>
+LUM_INLINE void run(const Kernel& kernel, D* d, int n, Margin margin, const Finish& finish) {
+  using V = typename Kernel::V;
+  constexpr int kBlock = Kernel::kVectors * V::lanes;
+  int x = 0;
+  for (; x <= n - kBlock; x += kBlock) {
+    V v[Kernel::kVectors];
+    kernel.template compute<Kernel::kVectors>(v, x, finish);
+    repeat<Kernel::kVectors>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + x + i * V::lanes, v[i]); });
+  }
+  V v[1];
+  for (; x < n && n >= V::lanes; x += V::lanes) {
+    if (x > n - V::lanes) x = n - V::lanes;  // some elements once more, with the same result
+    kernel.template compute<1>(v, x, finish);
+    store(d + x, v[0]);
+  }
+  if (x >= n) return;
+  const bool before = margin.before + n >= V::lanes;
+  if (n > 2 && (before || margin.behind)) {
+    kernel.template compute<1>(v, before ? n - V::lanes : 0, finish);
+    before ? store_last(d, v[0], n) : store_first(d, v[0], n);
+  } else {
+    for (; x < n; ++x) kernel.element(d + x, x, finish);
+  }
+}
+
+// The same where the first `bulk` elements are rounded and the rest truncated.
+template <class D, class Kernel>
+LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, bool behind, Scale scale) {
+  if (scale.unit) return run(kernel, d, n, {0, behind}, Saturate{});
+  bulk = clamp(bulk, 0, n);
+  run(kernel, d, bulk, {0, behind}, Nearest{scale.reciprocal});
+  run(kernel.from(bulk), d + bulk, n - bulk, {bulk, behind}, Truncate{scale.reciprocal});
+}
+
+// Pairs of integer taps. A count known at compile time keeps them in registers; 0 leaves them in the caller's memory.
+template <int N>
+struct Taps {
+  static_assert(N % 2 == 1);
+  I32 pairs[N / 2], last, last_for_odd;
+  const Lum16s* taps;
+  Taps(const Lum16s* kernel, int)
+      : last(pair(get(kernel + N - 1), 0)), last_for_odd(pair(0, get(kernel + N - 1))), taps(kernel) {
+    for (int j = 0; j < N / 2; ++j) pairs[j] = pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+  }
+  static constexpr int count() { return N; }
+  I32 at(int j) const { return pairs[j]; }
+};
+template <>
+struct Taps<0> {
+  I32 last, last_for_odd;
+  const Lum16s* taps;
+  int n;
+  Taps(const Lum16s* kernel, int count)
+      : last(pair(get(kernel + count - 1), 0)), last_for_odd(pair(0, get(kernel + count - 1))), taps(kernel), n(count) {
+  }
+  int count() const { return n; }
+  I32 at(int j) const { return i32(get((const int*)(taps + 2 * j))); }
+};
+
+template <int N>
+struct FloatTaps {
+  F32 taps[N];
+  const Lum32f* memory;
+  FloatTaps(const Lum32f* kernel, int) : memory(kernel) {
+    for (int k = 0; k < N; ++k) taps[k] = f32(get(kernel + k));
+  }
+  static constexpr int count() { return N; }
+  F32 at(int k) const { return taps[k]; }
+};
+template <>
+struct FloatTaps<0> {
+  const Lum32f* memory;
+  int n;
+  FloatTaps(const Lum32f* kernel, int count) : memory(kernel), n(count) {}
+  int count() const { return n; }
+  F32 at(int k) const { return f32(get(memory + k)); }
+};
+
+// Vectors whose sums run side by side. With many taps the additions of one sum wait for each other.
+template <int N>
+constexpr int kIntegerVectors = N == 0 ? 2 : 1;
+template <int N>
+constexpr int kFloatVectors = N == 0 ? 4 : 1;
+
+// Integer sums of operand(k, i) times tap k for vector i, two operands to a multiplication.
+template <int B, int N, class Operand, class Finish>
+LUM_INLINE void paired_sums(I16* v, const Taps<N>& taps, const Operand& operand, const Finish& finish) {
+  I32 low[B], high[B];
+  repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { low[i] = high[i] = i32(0); });
+  repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
+    const I32 t = taps.at(j);
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+      const I16 a = operand(2 * j, i), b = operand(2 * j + 1, i);
+      low[i] = low[i] + multiply_pairs(unpack_low(a, b), t);
+      high[i] = high[i] + multiply_pairs(unpack_high(a, b), t);
+    });
+  });
+  repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+    if (taps.count() % 2) {
+      const I16 a = operand(taps.count() - 1, i);
+      low[i] = low[i] + multiply_pairs(unpack_low(a, a), taps.last);
+      high[i] = high[i] + multiply_pairs(unpack_high(a, a), taps.last);
+    }
+    v[i] = pack(finish(low[i]), finish(high[i]));
+  });
+}
+
+// Float sums of operand(k, i) times tap k for vector i, in ascending k.
+template <int B, int N, class Operand>
+LUM_INLINE void ascending_sums(F32* v, const FloatTaps<N>& taps, const Operand& operand) {
+  repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = operand(0, i) * taps.at(0); });
+  repeat<N - 1>(taps.count() - 1, [&](int k) LUM_INLINE_LAMBDA {
+    const F32 t = taps.at(k + 1);
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = v[i] + operand(k + 1, i) * t; });
+  });
+}
+
+// ---- row pass ----
+
+template <class S, int C, int N>
+struct RowSums {
+  using V = I16;
+  static constexpr int kVectors = kIntegerVectors<N>;
+  const S* e;  // e[x + C k] is what tap k of output x sees
+  Taps<N> taps;
+
+  RowSums from(int x) const { return {e + x, taps}; }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    if constexpr (C == 1)
+      neighbours<B>(v, e + x, finish);
+    else
+      paired_sums<B>(
+          v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(e + x + C * k + i * V::lanes); }, finish);
+  }
+
+  // One channel: neighbouring elements are neighbouring taps. Even outputs start their pairs at an even element, odd
+  // ones at an odd element; the last tap of an odd count takes both from one load, so no element behind it is read.
+  template <int B, class Finish>
+  LUM_INLINE void neighbours(V* v, const S* p, const Finish& finish) const {
+    I32 even[B], odd[B];
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { even[i] = odd[i] = i32(0); });
+    repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
+      const I32 t = taps.at(j);
+      repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+        even[i] = even[i] + multiply_pairs(load(p + i * V::lanes + 2 * j), t);
+        odd[i] = odd[i] + multiply_pairs(load(p + i * V::lanes + 2 * j + 1), t);
+      });
+    });
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+      if (taps.count() % 2) {
+        const I16 a = load(p + i * V::lanes + taps.count() - 1);
+        even[i] = even[i] + multiply_pairs(a, taps.last);
+        odd[i] = odd[i] + multiply_pairs(a, taps.last_for_odd);
+      }
+      v[i] = pack_even_odd(finish(even[i]), finish(odd[i]));
+    });
+  }
+
+  template <class Finish>
+  void element(Lum16s* d, int x, const Finish& finish) const {
+    unsigned sum = 0;  // wraps as the vectors do
+    for (int k = 0; k < taps.count(); ++k) sum += unsigned(get(taps.taps + k) * get(e + x + C * k));
+    put_saturated(d, finish(int(sum)));
+  }
+};
+
+template <int C, int N>
+struct FloatRowSums {
+  using V = F32;
+  static constexpr int kVectors = kFloatVectors<N>;
+  const Lum32f* e;
+  FloatTaps<N> taps;
+
+  template <int B>
+  LUM_INLINE void compute(V* v, int x, Saturate) const {
+    ascending_sums<B>(v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(e + x + C * k + i * V::lanes); });
+  }
+  void element(Lum32f* d, int x, Saturate) const {
+    Lum32f sum = get(e + x) * get(taps.memory);
+    for (int k = 1; k < taps.count(); ++k) sum += get(e + x + C * k) * get(taps.memory + k);
+    put(d, sum);
+  }
+};
+
+// The outputs of columns [begin, end) to d; e is what tap 0 of column `begin` sees, `behind` says whether a vector of
+// elements may be read behind what the last column sees.
+template <int C, int N, class S>
+LUM_INLINE void row_span(const RowPass<S>& pass, const S* e, Lum16s* d, int begin, int end, bool behind, Taps<N> taps) {
+  const int bulk = pass.roi.width / 16 * 16;
+  run_scaled(RowSums<S, C, N>{e, taps}, d, (end - begin) * C, (bulk - begin) * C, behind, pass.scale);
+}
+template <int C, int N>
+LUM_INLINE void row_span(const RowPass<Lum32f>&, const Lum32f* e, Lum32f* d, int begin, int end, bool behind,
+                         FloatTaps<N> taps) {
+  run(FloatRowSums<C, N>{e, taps}, d, (end - begin) * C, {0, behind}, Saturate{});
+}
+
+// What the outputs [begin, end) see, border included.
+template <int C, class S>
+inline void bordered_stretch(const RowPass<S>& pass, const S* row, int begin, int end, S* stretch) {
+  const long long first = (long long)begin - pass.anchor;
+  const int n = end - begin + pass.taps - 1, width = pass.roi.width;
+  const int inside = first < 0 ? clamp(pass.anchor - begin, 0, n) : 0;  // where the row itself begins in the stretch
+  const int outside = first + n > width ? int(width - first > inside ? width - first : inside) : n;
+  const auto copy = [&](int i, long long x) {
+    for (int c = 0; c < C; ++c) put(stretch + i * C + c, x < 0 ? pass.border_value : get(row + (ptrdiff_t)x * C + c));
+  };
+  for (int i = 0; i < inside; ++i) copy(i, border_index(first + i, width, pass.border));
+  for (int i = inside; i < outside; ++i) copy(i, first + i);
+  for (int i = outside; i < n; ++i) copy(i, border_index(first + i, width, pass.border));
+}
+
+template <int C, class S, class T>
+inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretch, const T& taps) {
+  const int width = pass.roi.width;
+  // The outputs between the bounds see only the row itself; on either side fewer than `taps` see the border.
+  const int left = clamp(pass.anchor, pass.columns.begin, pass.columns.end);
+  const int right = clamp(width - (pass.taps - 1 - pass.anchor), left, pass.columns.end);
+  const int bounds[] = {pass.columns.begin, left, right, pass.columns.end};
+  for (int y = rows.begin; y < rows.end; ++y) {
+    const S* const row = pass.src.row(y);
+    Mid<S>* d = get(pass.dst + y);
+    for (int part = 0; part < 3; ++part) {
+      const int begin = bounds[part], end = bounds[part + 1];
+      if (begin == end) continue;
+      const bool interior = part == 1;
+      if (!interior) bordered_stretch<C>(pass, row, begin, end, stretch);
+      row_span<C>(pass, interior ? row + (ptrdiff_t)(begin - pass.anchor) * C : stretch, d, begin, end, !interior,
+                  taps);
+      d += (ptrdiff_t)(end - begin) * C;
+    }
+  }
+}
+
+// Taps of a count that most filters have stay in registers.
+template <template <int> class T, class M, class Body>
+inline void with_taps(const M* kernel, int count, const Body& body) {
+  switch (count) {
+    case 3: return body(T<3>(kernel, 3));
+    case 5: return body(T<5>(kernel, 5));
+    default: return body(T<0>(kernel, count));
+  }
+}
+
+template <class M>
+struct TapsOf;
+template <>
+struct TapsOf<Lum16s> {
+  template <class Body>
+  static void with(const Lum16s* kernel, int count, const Body& body) {
+    with_taps<Taps>(kernel, count, body);
+  }
+};
+template <>
+struct TapsOf<Lum32f> {
+  template <class Body>
+  static void with(const Lum32f* kernel, int count, const Body& body) {
+    with_taps<FloatTaps>(kernel, count, body);
+  }
+};
+
+// ---- column pass ----
+
+// Rows of 16 bits whose sums are exact: pairs of rows meet in one multiplication.
+template <int N>
+struct ExactColumn {
+  using V = I16;
+  static constexpr int kVectors = kIntegerVectors<N>;
+  const Lum16s* const* rows;
+  int x0;
+  Taps<N> taps;
+
+  ExactColumn from(int x) const { return {rows, x0 + x, taps}; }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    const auto operand = [&](int k, int i) LUM_INLINE_LAMBDA { return load(get(rows + k) + x0 + x + i * V::lanes); };
+    paired_sums<B>(v, taps, operand, finish);
+  }
+  template <class D, class Finish>
+  void element(D* d, int x, const Finish& finish) const {
+    int sum = 0;
+    for (int k = 0; k < taps.count(); ++k) sum += get(taps.taps + k) * get(get(rows + k) + x0 + x);
+    put_saturated(d, finish(sum));
+  }
+};
+
+// Rows of 16 bits under any taps: every product is rounded to single precision, and so is every partial sum.
+struct RoundedColumn {
+  using V = I16;
+  static constexpr int kVectors = kIntegerVectors<0>;
+  const Lum16s* const* rows;
+  int x0;
+  const Lum16s* taps;
+  int count;
+
+  RoundedColumn from(int x) const { return {rows, x0 + x, taps, count}; }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    F32 low[B], high[B];
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { low[i] = high[i] = f32(0); });
+    for (int k = 0; k < count; ++k) {
+      const Lum16s* const row = get(rows + k) + x0 + x;
+      const I16 t = i16(get(taps + k));
+      repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+        const I16 a = load(row + i * V::lanes), product = a * t, product_high = multiply_high(a, t);
+        low[i] = low[i] + to_float(as_i32(unpack_low(product, product_high)));
+        high[i] = high[i] + to_float(as_i32(unpack_high(product, product_high)));
+      });
+    }
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = pack(finish(low[i]), finish(high[i])); });
+  }
+  template <class D, class Finish>
+  void element(D* d, int x, const Finish& finish) const {
+    Lum32f sum = 0;
+    for (int k = 0; k < count; ++k) sum += Lum32f(get(taps + k) * get(get(rows + k) + x0 + x));
+    put_saturated(d, finish(sum));
+  }
+};
+
+template <int N>
+struct FloatColumn {
+  using V = F32;
+  static constexpr int kVectors = kFloatVectors<N>;
+  const Lum32f* const* rows;
+  FloatTaps<N> taps;
+
+  template <int B>
+  LUM_INLINE void compute(V* v, int x, Saturate) const {
+    ascending_sums<B>(v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(get(rows + k) + x + i * V::lanes); });
+  }
+  void element(Lum32f* d, int x, Saturate) const {
+    Lum32f sum = get(get(rows) + x) * get(taps.memory);
+    for (int k = 1; k < taps.count(); ++k) sum += get(get(rows + k) + x) * get(taps.memory + k);
+    put(d, sum);
+  }
+};
+
+}  // namespace
+
+template <class S, int C>
+void row_band(const RowPass<S>& pass, Rows rows, Lum8u* scratch) {
+  alignas(16) Lum8u stack[kRowStack];
+  S* const stretch = (S*)(row_scratch<S, C>(pass.taps) > kRowStack ? scratch : stack);
+  TapsOf<Mid<S>>::with(pass.kernel, pass.taps, [&](const auto& taps) { row_band_taps<C>(pass, rows, stretch, taps); });
+}
+
+template <class S, class D>
+void column_band(const ColumnPass<S, D>& pass, Rows rows) {
+  const int n = pass.width * pass.channels, bulk = pass.width / 16 * 16 * pass.channels;
+  if (!pass.exact) {
+    for (int y = rows.begin; y < rows.end; ++y) {
+      const RoundedColumn column{pass.src + y, 0, pass.kernel, pass.taps};
+      D* const d = pass.dst.row(y);
+      run(column, d, bulk, {0, false}, Nearest{pass.scale.reciprocal});
+      run(column.from(bulk), d + bulk, n - bulk, {bulk, false}, Truncate{pass.scale.reciprocal});
+    }
+    return;
+  }
+  TapsOf<S>::with(pass.kernel, pass.taps, [&]<int N>(const Taps<N>& taps) {
+    for (int y = rows.begin; y < rows.end; ++y)
+      run_scaled(ExactColumn<N>{pass.src + y, 0, taps}, pass.dst.row(y), n, bulk, false, pass.scale);
+  });
+}
+
+template <>
+void column_band(const ColumnPass<Lum32f, Lum32f>& pass, Rows rows) {
+  TapsOf<Lum32f>::with(pass.kernel, pass.taps, [&]<int N>(const FloatTaps<N>& taps) {
+    for (int y = rows.begin; y < rows.end; ++y)
+      run(FloatColumn<N>{pass.src + y, taps}, pass.dst.row(y), pass.width * pass.channels, {0, false}, Saturate{});
+  });
+}
+
+template void row_band<Lum8u, 1>(const RowPass<Lum8u>&, Rows, Lum8u*);
+template void row_band<Lum8u, 3>(const RowPass<Lum8u>&, Rows, Lum8u*);
+template void row_band<Lum16s, 1>(const RowPass<Lum16s>&, Rows, Lum8u*);
+template void row_band<Lum16s, 3>(const RowPass<Lum16s>&, Rows, Lum8u*);
+template void row_band<Lum32f, 1>(const RowPass<Lum32f>&, Rows, Lum8u*);
+template void row_band<Lum32f, 3>(const RowPass<Lum32f>&, Rows, Lum8u*);
+template void column_band(const ColumnPass<Lum16s, Lum16s>&, Rows);
+template void column_band(const ColumnPass<Lum16s, Lum8u>&, Rows);
+template void column_band(const ColumnPass<Lum16s, Lum8s>&, Rows);
+
+}  // namespace lum::LUM_LEVEL

@@ -1,0 +1,68 @@
+// Kernels of the separable passes: a band of rows in, nothing but data across the border of a level.
+#pragma once
+#include "core/level.h"
+#include "core/parallel.h"
+
+namespace lum {
+
+// Element types of the taps and of the rows between the two passes.
+template <class S>
+struct Intermediate {
+  using type = Lum16s;
+};
+template <>
+struct Intermediate<Lum32f> {
+  using type = Lum32f;
+};
+template <class S>
+using Mid = typename Intermediate<S>::type;
+
+// How an integer sum becomes an element; unused for floats. Where the divisor is 1, scaling changes nothing.
+struct Scale {
+  Lum32f reciprocal = 1;
+  bool unit = true;
+};
+
+template <class S>
+struct RowPass {
+  Image<const S> src;
+  Mid<S>* const* dst;
+  LumSize roi;
+  const Mid<S>* kernel;
+  int taps, anchor;
+  LumBorderType border;
+  S border_value;
+  Scale scale;
+  Rows columns;  // the columns that are made; the destination pointers name the first of them
+};
+
+template <class S, class D>
+struct ColumnPass {
+  const S* const* src;
+  Image<D> dst;
+  int width, channels;
+  const S* kernel;
+  int taps;
+  Scale scale;
+  bool exact;  // the sums fit single precision exactly, so 32-bit integers give the same
+};
+
+// Bytes of one end of a row with its border, as the outputs there see it, and of a vector behind. Up to kRowStack the
+// kernel has room itself.
+template <class S, int C>
+constexpr long long row_scratch(int taps) {
+  return 2LL * (taps - 1) * C * (int)sizeof(S) + 32;
+}
+constexpr int kRowStack = 2048;
+
+}  // namespace lum
+
+// clang-format off
+LUM_FOR_LEVELS(
+  // scratch: row_scratch() bytes, used above kRowStack.
+  template <class S, int C>
+  void row_band(const RowPass<S>& pass, Rows rows, Lum8u* scratch);
+  template <class S, class D>
+  void column_band(const ColumnPass<S, D>& pass, Rows rows);
+)
+// clang-format on

@@ -1,0 +1,301 @@
+// Canny edges from outside: results against a plain model, the work buffer, arguments.
+#include <climits>
+#include <cmath>
+
+#include "planes.h"
+
+namespace {
+
+using test::Block;
+using test::Plane;
+
+LumStatus canny(const Lum16s* dx, int dx_step, const Lum16s* dy, int dy_step, Lum8u* edges, int step, LumSize roi,
+                float low, float high, Lum8u* buffer) {
+  return lumiCanny_16s8u_C1R(dx, dx_step, dy, dy_step, edges, step, roi, low, high, buffer);
+}
+LumStatus canny(const Lum32f* dx, int dx_step, const Lum32f* dy, int dy_step, Lum8u* edges, int step, LumSize roi,
+                float low, float high, Lum8u* buffer) {
+  return lumiCanny_32f8u_C1R(dx, dx_step, dy, dy_step, edges, step, roi, low, high, buffer);
+}
+
+// ---- model ----
+
+// Magnitude and thresholds as the element type compares them.
+template <class T>
+struct Rule {
+  static constexpr bool kInteger = std::is_same_v<T, Lum16s>;
+  using Magnitude = std::conditional_t<kInteger, long long, float>;
+  Magnitude low, high;
+  Rule(float low_, float high_) : low(threshold(low_)), high(threshold(high_)) {}
+  static Magnitude threshold(float t) {
+    if constexpr (kInteger) return t < 2147483648.f ? (long long)t : INT_MAX;
+    return Magnitude(t);
+  }
+  Magnitude operator()(T dx, T dy) const {
+    const Magnitude m = std::abs(Magnitude(dx)) + std::abs(Magnitude(dy));
+    if constexpr (kInteger) return std::min(m, 65535LL) > low ? std::min(m, 65535LL) : 0;
+    return m < low ? 0 : m;
+  }
+};
+
+// Components of candidates are joined pixel by pixel; those with a seed in them are edges.
+template <class T>
+struct Model {
+  const Plane<T>&dx, &dy;
+  LumSize roi;
+  Rule<T> rule;
+  std::vector<typename Rule<T>::Magnitude> m;
+  std::vector<int> parent;    // in the forest of components, -1 beside it
+  std::vector<char> is_edge;  // valid for roots
+
+  Model(const Plane<T>& dx_, const Plane<T>& dy_, float low, float high)
+      : dx(dx_), dy(dy_), roi(dx_.roi()), rule(low, high), m(size_t(roi.width) * roi.height), parent(m.size(), -1),
+        is_edge(m.size()) {
+    const int w = roi.width, n = int(m.size());
+    for (int i = 0; i < n; ++i) m[i] = rule(dx.get(i % w, i / w), dy.get(i % w, i / w));
+    for (int i = 0; i < n; ++i)
+      if (candidate(i % w, i / w)) parent[i] = i;
+    for (int i = 0; i < n; ++i)
+      for (const auto& [x, y] : {std::pair(-1, -1), std::pair(0, -1), std::pair(1, -1), std::pair(-1, 0)}) {
+        if (i % w + x < 0 || i % w + x >= w || i / w + y < 0) continue;
+        const int j = i + y * w + x;
+        if (parent[i] >= 0 && parent[j] >= 0) parent[root(i)] = root(j);
+      }
+    for (int i = 0; i < n; ++i)
+      if (parent[i] >= 0 && m[i] > rule.high) is_edge[root(i)] = 1;
+  }
+  int root(int i) {
+    while (parent[i] != i) i = parent[i] = parent[parent[i]];
+    return i;
+  }
+  Lum8u edge(int x, int y) {
+    const int i = y * roi.width + x;
+    return parent[i] >= 0 && is_edge[root(i)] ? 255 : 0;
+  }
+  typename Rule<T>::Magnitude at(int x, int y) const {
+    return x < 0 || y < 0 || x >= roi.width || y >= roi.height ? 0 : m[size_t(y) * roi.width + x];
+  }
+  bool candidate(int x, int y) const {
+    const auto here = at(x, y);
+    if (here == 0) return false;
+    const float ax = std::abs(float(dx.get(x, y))), ay = std::abs(float(dy.get(x, y)));
+    if (ay < ax * 0.41421357f) return at(x - 1, y) < here && at(x + 1, y) <= here;
+    if (ax * 2.4142137f < ay) return at(x, y - 1) < here && at(x, y + 1) <= here;
+    const int side = std::signbit(float(dx.get(x, y))) == std::signbit(float(dy.get(x, y))) ? 1 : -1;
+    return at(x - side, y - 1) < here && at(x + side, y + 1) < here;
+  }
+};
+
+// ---- comparison ----
+
+// Runs one image, with every block at a protected page or as far from it as the variation says, and returns the whole
+// block of edges.
+template <class T>
+std::vector<Lum8u> run(const Plane<T>& dx, const Plane<T>& dy, int step, float low, float high, int variation = 0) {
+  const LumSize roi = dx.roi();
+  int size = 0;
+  EXPECT_EQ(lumiCannyGetSize(roi, &size), lumStatusOk);
+  Block buffer(size, variation * 5 % 16), edges(size_t(step) * roi.height, variation * 3 % 16);
+  EXPECT_EQ(canny(dx.data(), dx.step(), dy.data(), dy.step(), edges.bytes(), step, roi, low, high, buffer.bytes()),
+            lumStatusOk);
+  return {edges.bytes(), edges.bytes() + edges.size()};
+}
+
+// Compares with the model. gradient(x, y) is the pair of dx and dy.
+template <class T, class F>
+void check(LumSize roi, float low, float high, F gradient, int variation = 0) {
+  const int shift = variation % 16, step = roi.width + variation * 7 % 23;
+  Plane<T> dx(roi, 1, {int(sizeof(T)) * (variation % 3), shift}),
+      dy(roi, 1, {int(sizeof(T)) * (variation % 2), 15 - shift});
+  for (int y = 0; y < roi.height; ++y)
+    for (int x = 0; x < roi.width; ++x) {
+      const std::pair<T, T> value = gradient(x, y);
+      dx.set(x, y, value.first), dy.set(x, y, value.second);
+    }
+  const std::vector<Lum8u> edges = run(dx, dy, step, low, high, variation);
+  Model<T> model(dx, dy, low, high);
+  for (int y = 0; y < roi.height; ++y)
+    for (int x = 0; x < step; ++x)
+      ASSERT_EQ(+edges[size_t(y) * step + x], x < roi.width ? +model.edge(x, y) : 0)
+          << "column " << x << ", row " << y << " of " << roi.width << "x" << roi.height << ", step " << step
+          << ", thresholds " << low << ", " << high << ", variation " << variation;
+}
+
+// Images of several kinds: any values, plateaus, derivatives of bytes, the ends of the range, long edges.
+template <class T>
+std::pair<T, T> random_gradient(int kind, int x, int y, std::mt19937& random) {
+  static const float kIntegers[] = {0, 1, -32768, 32767, -32767, 16384, -16384, 13573, 27146, 27147};
+  static const float kReals[] = {0, -0.0f, INFINITY, -INFINITY, NAN, 1e-45f, -2e-38f, 3.4e38f, 1, 41.421357f};
+  const auto few = [&] { return T(100 * (int(random() % 3) - 1)); };
+  const auto small = [&] { return T(int(random() % 2041) - 1020); };
+  const auto end = [&] { return T((std::is_same_v<T, Lum16s> ? kIntegers : kReals)[random() % 10]); };
+  const float wave = 3 * std::sin(x * 0.31f + y * 0.17f) + std::sin(y * 0.7f - x * 0.05f);
+  switch (kind) {
+    case 0: return {test::random_element<T>(random), test::random_element<T>(random)};
+    case 1: return {few(), few()};
+    case 2: return {small(), small()};
+    case 3: return {random() % 2 ? end() : few(), random() % 2 ? end() : few()};
+    default: return {T(wave * 100), T(int(random() % 64) - wave * 40)};
+  }
+}
+
+template <class T>
+struct CannyEdges : testing::Test {};
+using Elements = testing::Types<Lum16s, Lum32f>;
+TYPED_TEST_SUITE(CannyEdges, Elements);
+
+TYPED_TEST(CannyEdges, Sizes) {
+  const float thresholds[][2] = {{0, 0},     {50, 150},        {100, 100},  {99.9f, 100.9f}, {30, 280},
+                                 {0, 65534}, {65535, 1e9f},    {0.5f, 1},   {50, 70000},     {32767, 32768},
+                                 {0, 90},    {1000, INFINITY}, {3e9f, 3e9f}};
+  std::vector<LumSize> sizes = {{517, 203}, {1031, 67}, {96, 300}, {20, 700}};
+  for (int width = 1; width <= 70; ++width)
+    for (int height = 1; height <= 9; ++height) sizes.push_back({width, height});
+  std::mt19937 random(1);
+  int variation = 0;
+  for (const LumSize roi : sizes)
+    for (int kind = 0; kind < 5; ++kind, ++variation) {
+      const auto& [low, high] = thresholds[variation % std::size(thresholds)];
+      const auto gradient = [&](int x, int y) { return random_gradient<TypeParam>(kind, x, y, random); };
+      check<TypeParam>(roi, low, high, gradient, variation);
+      if (this->HasFatalFailure()) return;
+    }
+}
+
+// Both sides of the sector borders for every |dx|. Around each tested pixel only what a sector looks at is lower.
+TYPED_TEST(CannyEdges, SectorBorders) {
+  using T = TypeParam;
+  for (const bool vertical : {false, true})
+    for (int first = 0; first <= 32768; first += 1024) {
+      const int high = first ? 32767 : 1023;  // |dx| and |dy| below 1024 may take a way of their own
+      const LumSize roi = {2 * 1024 + 1, 2 * 5 + 1};
+      check<T>(roi, 0, 0, [&](int x, int y) -> std::pair<T, T> {
+        const bool beside = x % 2 == 0, between = y % 2 == 0;
+        if (vertical ? !beside && between : beside && !between) return {0, 0};
+        if (beside || between) return {T(high), T(high)};
+        const int ax = std::min(first + x / 2, 32768);
+        const int ay = int(ax * (vertical ? 2.4142137f : 0.41421357f)) + y / 2 - 2;
+        const int sign = x % 4 == 1 ? -1 : 1;
+        return {T(-ax), T(sign * std::max(0, std::min({ay, 32767, first ? 32767 : 1023})))};
+      });
+      if (this->HasFatalFailure()) return;
+    }
+}
+
+// Ways from a seed that change their direction often: a line one pixel wide that runs to and fro, and an area full of
+// candidates that is entered from above by a line that comes from the seed at the bottom.
+TYPED_TEST(CannyEdges, LongWays) {
+  using Gradient = std::pair<TypeParam, TypeParam>;
+  for (const LumSize roi : {LumSize{301, 41}, LumSize{9, 401}, LumSize{64, 65}, LumSize{31, 33}, LumSize{257, 257}}) {
+    const int right = roi.width - 1, bottom = roi.height - 1;
+    const auto line = [=](int x, int y, int seed_row) -> Gradient {
+      if (y % 2 == 1) return {TypeParam(x == (y % 4 == 1 ? right : 0) ? 100 : 0), 0};
+      return {0, TypeParam(x == 0 || x == right ? 0 : x == 1 && y == seed_row ? 200 : -100)};
+    };
+    const auto area = [=](int x, int y) -> Gradient {
+      if (y == 0) return {0, TypeParam(x < right ? 100 : 0)};
+      if (x == right) return {TypeParam(y == bottom ? 200 : 100), 0};
+      if (y == 1 || x > right - 3) return {TypeParam(y == 1 && x == 0 ? 90 : 0), 0};
+      return y % 2 ? Gradient{x % 2 ? 0 : 90, 0} : Gradient{0, 100};
+    };
+    for (const float high : {150.f, 50.f})  // one seed, all pixels seeds
+      for (const int seed_row : {0, bottom}) {
+        check<TypeParam>(roi, 50, high, [&](int x, int y) { return line(x, y, seed_row); });
+        check<TypeParam>({roi.height, roi.width}, 50, high, [&](int x, int y) {  // columns instead of rows
+          const auto [dx, dy] = line(y, x, seed_row);
+          return Gradient(dy, dx);
+        });
+      }
+    check<TypeParam>(roi, 50, 150, area);
+  }
+}
+
+// Pairs of 16 and of 32 bits, at random and along one line whose only seed is its last pixel.
+TYPED_TEST(CannyEdges, BothPairWidths) {
+  using T = TypeParam;
+  std::mt19937 random(3);
+  for (const LumSize roi : {LumSize{65532, 2}, {65533, 1}, {65600, 3}, {1, 65600}, {2, 65532}}) {
+    for (const int kind : {1, 4})
+      check<T>(
+          roi, 50, 190, [&](int x, int y) { return random_gradient<T>(kind, x, y, random); }, kind);
+    check<T>(roi, 50, 190, [&](int x, int y) -> std::pair<T, T> {
+      const bool right = x == roi.width - 1, below = y == roi.height - 1, tall = roi.width < roi.height;
+      const T value = right && below ? 200 : (tall ? right : below) ? 100 : 0;
+      return tall ? std::pair(value, T(0)) : std::pair(T(0), value);
+    });
+  }
+}
+
+// Equality at the thresholds, which the two element types judge differently, and who wins on plateaus.
+TEST(CannyRules, EqualityAndPlateaus) {
+  const auto edges = [](auto element, LumSize roi, float low, float high, std::vector<int> dx, std::vector<int> dy) {
+    Plane<decltype(element)> x_plane(roi), y_plane(roi);
+    x_plane.fill([&](int x, int y) { return dx[y * roi.width + x]; });
+    y_plane.fill([&](int x, int y) { return dy[y * roi.width + x]; });
+    return run(x_plane, y_plane, roi.width, low, high);
+  };
+  using Bytes = std::vector<Lum8u>;
+  const Lum16s integer = 0;
+  const Lum32f real = 0;
+  EXPECT_EQ(edges(integer, {1, 1}, 99.9f, 99.9f, {-60}, {40}), Bytes{255});
+  EXPECT_EQ(edges(integer, {2, 2}, 100, 100, {100, 0, 0, 101}, {0, 0, 0, 0}), (Bytes{0, 0, 0, 255}));
+  EXPECT_EQ(edges(real, {2, 2}, 100, 100, {100, 0, 0, 101}, {0, 0, 0, 0}), (Bytes{255, 0, 0, 255}));
+  EXPECT_EQ(edges(integer, {4, 1}, 10, 20, {0, 90, -90, 0}, {0, 0, 0, 0}), (Bytes{0, 255, 0, 0}));
+  EXPECT_EQ(edges(real, {1, 4}, 10, 20, {0, 0, 0, 0}, {0, 90, -90, 0}), (Bytes{0, 255, 0, 0}));
+  EXPECT_EQ(edges(integer, {2, 2}, 10, 20, {70, 0, 0, 70}, {70, 0, 0, 70}), (Bytes{0, 0, 0, 0}));
+  EXPECT_EQ(edges(real, {2, 2}, 10, 20, {0, 70, 70, 0}, {0, -70, -70, 0}), (Bytes{0, 0, 0, 0}));
+  EXPECT_EQ(edges(real, {2, 2}, 10, 20, {70, 0, 0, 70}, {-70, 0, 0, -70}), (Bytes{255, 0, 0, 255}));
+}
+
+// ---- arguments ----
+
+TEST(CannyArguments, Size) {
+  int size = -1;
+  const auto reported = [&size](int width, int height) {
+    EXPECT_EQ(lumiCannyGetSize({width, height}, &size), lumStatusOk);
+    return size;
+  };
+  EXPECT_EQ(reported(1, 1), 15 * 3 + 28 * 4 + 64);
+  EXPECT_EQ(reported(1920, 1080), 5410 * 1922 + 7704 * 4 + 64);
+  EXPECT_EQ(reported(65532, 2), 20 * 65534 + 262152 * 4 + 64);
+  EXPECT_EQ(reported(65533, 2), 9 * 65533 * 4 + 18 * 4 + 262156 * 4 + 64);
+  EXPECT_EQ(reported(3, 65533), 9 * 3 * 65535 + 18 * 65535 + 36 * 4 + 64);
+  EXPECT_EQ(reported(2, 59652316), 2147483640);
+  for (const LumSize roi :
+       {LumSize{0, 1}, LumSize{1, -1}, LumSize{2, 59652317}, LumSize{INT_MAX, INT_MAX}, LumSize{20000, 30000}}) {
+    size = -1;
+    EXPECT_EQ(lumiCannyGetSize(roi, &size), lumStatusBadSize);
+    EXPECT_EQ(size, -1);
+  }
+  EXPECT_EQ(lumiCannyGetSize({0, 0}, nullptr), lumStatusNullPointer);
+}
+
+// Wrong arguments, numbered in the order of their checks: of any two, the first one decides.
+TYPED_TEST(CannyEdges, WrongArguments) {
+  const std::vector<std::pair<LumStatus, int>> counts = {{lumStatusNullPointer, 4},
+                                                         {lumStatusBadSize, 2},
+                                                         {lumStatusBadStep, 4},
+                                                         {lumStatusStepNotPixelMultiple, 2},
+                                                         {lumStatusBadArgument, 4}};
+  std::vector<LumStatus> expected;
+  for (const auto& [status, count] : counts) expected.insert(expected.end(), count, status);
+  const int row = 5 * sizeof(TypeParam), wide = 1 << 30;  // a row that long wraps in 32 bits
+  Plane<TypeParam> dx({5, 3}), dy({5, 3});
+  Plane<Lum8u> edges({5, 3});
+  Block buffer(2000);
+  for (int first = 0; first < int(expected.size()); ++first)
+    for (int second = first; second < int(expected.size()); ++second) {
+      const auto is = [=](int number) { return number == first || number == second; };
+      const LumSize roi = {is(4) ? 0 : is(9) ? wide : 5, is(5) ? -3 : 3};
+      const int dx_step = is(6) ? row - 1 : is(10) ? row + 1 : row, dy_step = is(7) ? -row : is(11) ? row + 1 : row;
+      const float low = is(12) ? -1 : is(14) ? NAN : 10, high = is(13) ? 9.5f : is(15) ? NAN : 20;
+      EXPECT_EQ(canny(is(0) ? nullptr : dx.data(), dx_step, is(1) ? nullptr : dy.data(), dy_step,
+                      is(2) ? nullptr : edges.data(), is(8) ? 4 : 5, roi, low, high, is(3) ? nullptr : buffer.bytes()),
+                expected[first])
+          << first << " and " << second;
+    }
+  EXPECT_TRUE(edges.untouched());
+  for (size_t i = 0; i < buffer.size(); ++i) ASSERT_EQ(buffer.bytes()[i], Block::kJunk);
+}
+
+}  // namespace

@@ -1,0 +1,139 @@
+// Memory for tests that fails at once when a function leaves what its caller described: blocks between protected
+// pages, and planes on them whose bytes outside the region are verified.
+#pragma once
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "lumcv.h"
+
+namespace test {
+
+// `size` bytes between two protected pages, followed by `shift` spare bytes: shift 0 puts the last byte right before
+// the page, other shifts reach every alignment. Spare bytes are verified when the block dies. Starts full of junk.
+class Block {
+ public:
+  explicit Block(size_t size, int shift = 0) : size_(size), shift_(shift) {
+    const size_t page = sysconf(_SC_PAGESIZE);
+    room_ = (size + shift + page - 1) / page * page;
+    mapping_size_ = room_ + 2 * page;
+    mapping_ =
+        (unsigned char*)mmap(nullptr, mapping_size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (mapping_ == MAP_FAILED || mprotect(mapping_ + page, room_, PROT_READ | PROT_WRITE) != 0) abort();
+    first_ = mapping_ + page;
+    memset(first_, kJunk, room_);
+  }
+  Block(const Block&) = delete;
+  Block& operator=(const Block&) = delete;
+  ~Block() {
+    bool touched = false;
+    for (unsigned char* p = first_; p < bytes(); ++p) touched |= *p != kJunk;
+    for (unsigned char* p = bytes() + size_; p < first_ + room_; ++p) touched |= *p != kJunk;
+    EXPECT_FALSE(touched) << "bytes beside a block of " << size_ << " were written";
+    munmap(mapping_, mapping_size_);
+  }
+  unsigned char* bytes() const { return first_ + room_ - shift_ - size_; }
+  size_t size() const { return size_; }
+
+  static constexpr unsigned char kJunk = 0xA5;
+
+ private:
+  unsigned char *mapping_, *first_;
+  size_t size_, room_, mapping_size_;
+  int shift_;
+};
+
+// Where a plane lies: bytes between its rows, and the shift of its last byte from the protected page.
+struct Placement {
+  int padding = 0;
+  int shift = 0;
+};
+
+// A caller's plane whose last pixel ends at a protected page (unless shifted away from it).
+template <class T>
+class Plane {
+ public:
+  Plane(LumSize roi, int channels = 1, Placement place = {})
+      : roi_(roi), row_(roi.width * channels), step_(row_ * int(sizeof(T)) + place.padding),
+        block_((size_t)step_ * (roi.height - 1) + row_ * sizeof(T), place.shift) {}
+
+  T* data() const { return (T*)block_.bytes(); }
+  T* row(int y) const { return (T*)(block_.bytes() + (ptrdiff_t)y * step_); }
+  int step() const { return step_; }
+  int row_elements() const { return row_; }
+  LumSize roi() const { return roi_; }
+
+  T get(int x, int y) const {
+    T value;
+    memcpy(&value, row(y) + x, sizeof value);
+    return value;
+  }
+  void set(int x, int y, T value) { memcpy((void*)(row(y) + x), &value, sizeof value); }
+
+  // Every element from value(x, y), x counting elements.
+  template <class F>
+  Plane& fill(F value) {
+    for (int y = 0; y < roi_.height; ++y)
+      for (int x = 0; x < row_; ++x) set(x, y, T(value(x, y)));
+    return *this;
+  }
+
+  // All elements equal, bit for bit, to expected(x, y), and the padding untouched.
+  template <class F>
+  testing::AssertionResult equals(F expected) const {
+    for (int y = 0; y < roi_.height; ++y)
+      for (int x = 0; x < row_; ++x) {
+        const T want = expected(x, y), got = get(x, y);
+        if (memcmp(&want, &got, sizeof(T)) != 0)
+          return testing::AssertionFailure()
+                 << "at column " << x << ", row " << y << ": got " << +got << ", expected " << +want << " (plane of "
+                 << row_ << "x" << roi_.height << ", step " << step_ << ")";
+      }
+    return padding_untouched();
+  }
+  testing::AssertionResult untouched() const {
+    for (size_t i = 0; i < block_.size(); ++i)
+      if (block_.bytes()[i] != Block::kJunk) return testing::AssertionFailure() << "byte " << i << " was written";
+    return testing::AssertionSuccess();
+  }
+
+ private:
+  testing::AssertionResult padding_untouched() const {
+    for (int y = 0; y + 1 < roi_.height; ++y)
+      for (unsigned char* p = (unsigned char*)(row(y) + row_); p < (unsigned char*)row(y + 1); ++p)
+        if (*p != Block::kJunk) return testing::AssertionFailure() << "padding behind row " << y << " was written";
+    return testing::AssertionSuccess();
+  }
+
+  LumSize roi_;
+  int row_, step_;
+  Block block_;
+};
+
+// A copy of an array (taps, row pointers) that ends at a protected page.
+template <class T>
+struct Array : Block {
+  explicit Array(const std::vector<T>& values, int shift = 0) : Block(values.size() * sizeof(T), shift) {
+    memcpy(bytes(), values.data(), size());
+  }
+  T* data() const { return (T*)bytes(); }
+};
+
+// Random elements that reach both ends of the type's range; floats of mixed magnitude and sign.
+template <class T>
+T random_element(std::mt19937& random) {
+  if constexpr (std::is_floating_point_v<T>) {
+    return T(int(random() % 20001) - 10000) / T(1 << random() % 16);
+  } else {
+    const unsigned kind = random() % 16;
+    if (kind == 0) return std::numeric_limits<T>::min();
+    if (kind == 1) return std::numeric_limits<T>::max();
+    return T(random());
+  }
+}
+
+}  // namespace test
