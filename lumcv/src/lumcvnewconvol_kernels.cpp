@@ -47,8 +47,8 @@ struct Avr3 {
   static constexpr int taps = 3, sum = 3;
   auto operator()(auto a, auto b, auto c) const { return a + b + c; }
 };
-struct Dx5 {
-  static constexpr int taps = 5, sum = 0;
+struct Dx5 {  // of columns only
+  static constexpr int taps = 5;
   auto operator()(auto a, auto b, auto, auto d, auto e) const {
     const auto inner = d - b;
     return (e - a) + (inner + inner);
