@@ -45,8 +45,9 @@ files_of() { (cd "$work/$1" && find . ! -type d | sed 's|^\./||' | LC_ALL=C sort
 
 # ---- one word size; installed into $work/WORD_SIZE ----
 
+# Where an older configuration of the same folder would have installed to does not count.
 build() {
-  { [ -e "$builds/$1/build.ninja" ] || cmake --preset "$1" -B "$builds/$1"; } &&
+  cmake --preset "$1" -B "$builds/$1" -U 'CMAKE_INSTALL_*' -DLUM_TOOLS=ON &&
     cmake --build "$builds/$1" --target lumcv_tool lumcv lumcv_static lumcore_static
 }
 
