@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "filter_model.h"
+#include "calls.h"
 
 namespace {
 

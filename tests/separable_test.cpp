@@ -1,12 +1,14 @@
-// The separable filter pipeline from outside: sizes, results, arguments.
+// The separable filter pipeline from outside: results, sizes, arguments.
 #include <map>
 
-#include "filter_model.h"
+#include "calls.h"
 
 namespace {
 
+using test::Arguments;
 using test::Array;
 using test::Block;
+using test::Fault;
 using test::Placement;
 using test::Plane;
 using test::Threads;
@@ -15,174 +17,170 @@ using test::Threads;
 
 using SizeFunction = LumStatus (*)(LumSize, int, int*);
 
-template <class S, class M>
-struct RowMember {
-  const char* name;
-  LumStatus (*integer)(const S*, int, M* const*, LumSize, const M*, int, int, LumBorderType, S, int, Lum8u*);
-  LumStatus (*real)(const S*, int, M* const*, LumSize, const M*, int, int, LumBorderType, S, Lum8u*);
-  SizeFunction size;
-  int channels;
+// A pass from elements S to elements D. A row pass takes its destination, a column pass its source as row pointers.
+template <class S, class D>
+struct Member {
+  std::string name;
+  bool column, divides;
+  std::function<LumStatus(const Arguments&)> call;
+  SizeFunction size_function = nullptr;
 
-  LumStatus operator()(const S* src, int step, M* const* dst, LumSize roi, const M* kernel, int taps, int anchor,
-                       LumBorderType border, S value, int divisor, Lum8u* buffer) const {
-    if (integer) return integer(src, step, dst, roi, kernel, taps, anchor, border, value, divisor, buffer);
-    return real(src, step, dst, roi, kernel, taps, anchor, border, value, buffer);
-  }
+  using Tap = std::conditional_t<std::is_floating_point_v<S>, Lum32f, Lum16s>;
+  int channels() const { return name.find("C3") != name.npos ? 3 : 1; }
+  LumStatus size(const Arguments& a) const { return size_function(a.roi(), a.taps, a.bytes); }
 };
 
 template <class S, class D>
-struct ColumnMember {
-  const char* name;
-  LumStatus (*integer)(const S* const*, D*, int, LumSize, const S*, int, int, Lum8u*);
-  LumStatus (*real)(const S* const*, D*, int, LumSize, const S*, int, Lum8u*);
-  SizeFunction size;
-  int channels;
+Member<S, D> member(const char* name, LumStatus (*f)(const S*, int, D* const*, LumSize, const D*, int, int,
+                                                     LumBorderType, S, int, Lum8u*)) {
+  return {name, false, true, [f](const Arguments& a) {
+            return f((const S*)a.src, a.step, (D* const*)a.dst, a.roi(), (const D*)a.kernel, a.taps, a.anchor, a.border,
+                     S(a.border_value), a.divisor, a.buffer);
+          }};
+}
+template <class S, class D>
+Member<S, D> member(const char* name,
+                    LumStatus (*f)(const S*, int, D* const*, LumSize, const D*, int, int, LumBorderType, S, Lum8u*)) {
+  return {name, false, false, [f](const Arguments& a) {
+            return f((const S*)a.src, a.step, (D* const*)a.dst, a.roi(), (const D*)a.kernel, a.taps, a.anchor, a.border,
+                     S(a.border_value), a.buffer);
+          }};
+}
+template <class S, class D>
+Member<S, D> member(const char* name, LumStatus (*f)(const S* const*, D*, int, LumSize, const S*, int, int, Lum8u*)) {
+  return {name, true, true, [f](const Arguments& a) {
+            return f((const S* const*)a.src, (D*)a.dst, a.dst_step, a.roi(), (const S*)a.kernel, a.taps, a.divisor,
+                     a.buffer);
+          }};
+}
+template <class S, class D>
+Member<S, D> member(const char* name, LumStatus (*f)(const S* const*, D*, int, LumSize, const S*, int, Lum8u*)) {
+  return {name, true, false, [f](const Arguments& a) {
+            return f((const S* const*)a.src, (D*)a.dst, a.dst_step, a.roi(), (const S*)a.kernel, a.taps, a.buffer);
+          }};
+}
 
-  LumStatus operator()(const S* const* src, D* dst, int step, LumSize roi, const S* kernel, int taps, int divisor,
-                       Lum8u* buffer) const {
-    if (integer) return integer(src, dst, step, roi, kernel, taps, divisor, buffer);
-    return real(src, dst, step, roi, kernel, taps, buffer);
-  }
+// body(member) for every member.
+template <class Body>
+void each_member(const Body& body) {
+  std::map<std::string, SizeFunction> sizes;
+  const auto add = [&](auto m) {
+    std::string size_name = m.name;
+    m.size_function = sizes.at(size_name.insert(size_name.find("Pipeline_") + 8, "GetBufferSize"));
+    m.name.erase(0, strlen("lumiFilter"));
+    body(m);
+  };
+#define LUM_ROW_SIZE(name, ...) sizes[#name] = name;
+#define LUM_COLUMN_SIZE(name, ...) sizes[#name] = name;
+#define LUM_COLUMN_SIZE_FLOAT(name) sizes[#name] = name;
+#define LUM_ROW_INTEGER(name, ...) add(member(#name, name));
+#define LUM_ROW_FLOAT(name, ...) add(member(#name, name));
+#define LUM_COLUMN_INTEGER(name, ...) add(member(#name, name));
+#define LUM_COLUMN_FLOAT(name, ...) add(member(#name, name));
+#include "lumcv/src/lumcvseparable.inc"
+}
+
+// ---- one call, compared with a model ----
+
+struct Case : Arguments {
+  int tap_range = 100;
+  Placement place = {};
 };
 
-#define ROW(type, channels)                                                                                    \
-  {                                                                                                            \
-#type, lumiFilterRowBorderPipeline_##type##R, nullptr, lumiFilterRowBorderPipelineGetBufferSize_##type##R, \
-        channels                                                                                               \
-  }
-#define COLUMN(type, channels) \
-  { #type, lumiFilterColumnPipeline_##type##R, nullptr, lumiFilterColumnPipelineGetBufferSize_##type##R, channels }
-const RowMember<Lum8u, Lum16s> kRows8u[] = {ROW(8u16s_C1, 1), ROW(8u16s_C3, 3)};
-const RowMember<Lum16s, Lum16s> kRows16s[] = {ROW(16s_C1, 1), ROW(16s_C3, 3), ROW(Low_16s_C1, 1), ROW(Low_16s_C3, 3)};
-const RowMember<Lum32f, Lum32f> kRows32f[] = {
-    {"32f_C1", nullptr, lumiFilterRowBorderPipeline_32f_C1R, lumiFilterRowBorderPipelineGetBufferSize_32f_C1R, 1},
-    {"32f_C3", nullptr, lumiFilterRowBorderPipeline_32f_C3R, lumiFilterRowBorderPipelineGetBufferSize_32f_C3R, 3}};
-const ColumnMember<Lum16s, Lum16s> kColumns16s[] = {COLUMN(16s_C1, 1), COLUMN(16s_C3, 3), COLUMN(Low_16s_C1, 1),
-                                                    COLUMN(Low_16s_C3, 3)};
-const ColumnMember<Lum16s, Lum8u> kColumns8u[] = {COLUMN(16s8u_C1, 1), COLUMN(16s8u_C3, 3)};
-const ColumnMember<Lum16s, Lum8s> kColumns8s[] = {COLUMN(16s8s_C1, 1), COLUMN(16s8s_C3, 3)};
-const ColumnMember<Lum32f, Lum32f> kColumns32f[] = {
-    {"32f_C1", nullptr, lumiFilterColumnPipeline_32f_C1R, lumiFilterColumnPipelineGetBufferSize_32f_C1R, 1},
-    {"32f_C3", nullptr, lumiFilterColumnPipeline_32f_C3R, lumiFilterColumnPipelineGetBufferSize_32f_C3R, 3}};
-
-// body(member) for every member of a pass.
-template <class Body>
-void each_row(const Body& body) {
-  for (const auto& m : kRows8u) body(m, Lum8u(), Lum16s());
-  for (const auto& m : kRows16s) body(m, Lum16s(), Lum16s());
-  for (const auto& m : kRows32f) body(m, Lum32f(), Lum32f());
-}
-template <class Body>
-void each_column(const Body& body) {
-  for (const auto& m : kColumns16s) body(m, Lum16s(), Lum16s());
-  for (const auto& m : kColumns8u) body(m, Lum16s(), Lum8u());
-  for (const auto& m : kColumns8s) body(m, Lum16s(), Lum8s());
-  for (const auto& m : kColumns32f) body(m, Lum32f(), Lum32f());
-}
-
-// ---- models ----
-
-Lum32f sum_of_products(const std::vector<Lum32f>& kernel, const std::vector<Lum32f>& values) {
-  Lum32f sum = kernel[0] * values[0];
-  for (size_t k = 1; k < kernel.size(); ++k) sum += kernel[k] * values[k];
-  return sum;
-}
-template <class S>
-std::vector<S> window(const Plane<S>& src, int x, int y, int channels, int taps, int anchor, int border, S value) {
-  std::vector<S> e;
-  const int width = src.roi().width;
-  for (int k = 0; k < taps; ++k) {
-    const int at = test::border_walk(x / channels - anchor + k, width, border);
-    e.push_back(at < 0 ? value : src.get(at * channels + x % channels, y));
-  }
-  return e;
-}
-Lum32f row_model(const std::vector<Lum32f>& kernel, const std::vector<Lum32f>& e, int, int, int) {
-  return sum_of_products(kernel, e);
-}
-template <class S>
-Lum16s row_model(const std::vector<Lum16s>& kernel, const std::vector<S>& e, int divisor, int x, int width) {
-  unsigned sum = 0;  // 32 bits that wrap
-  for (size_t k = 0; k < kernel.size(); ++k) sum += unsigned(kernel[k] * e[k]);
-  return test::scaled<Lum16s>(float(int(sum)), divisor, x, width);
-}
-template <class D>
-D column_model(const std::vector<Lum16s>& kernel, const std::vector<Lum16s>& e, int divisor, int x, int width) {
-  Lum32f sum = 0;
-  for (size_t k = 0; k < kernel.size(); ++k) sum += Lum32f(kernel[k] * e[k]);
-  return test::scaled<D>(sum, divisor, x, width);
-}
-template <class D>
-D column_model(const std::vector<Lum32f>& kernel, const std::vector<Lum32f>& e, int, int, int) {
-  return sum_of_products(kernel, e);
-}
-
-// ---- one call each, compared with the model ----
-
-struct Case {
-  LumSize roi;
-  int taps, anchor, border, divisor, tap_range;
-  Placement place;
-};
-
-template <class M>
-std::vector<M> random_kernel(std::mt19937& random, const Case& c) {
-  std::vector<M> kernel;
-  for (int k = 0; k < c.taps; ++k)
-    kernel.push_back(std::is_floating_point_v<M> ? test::random_element<M>(random)
-                                                 : M(int(random() % (2 * c.tap_range + 1)) - c.tap_range));
+template <class T>
+std::vector<T> random_kernel(const Case& c, std::mt19937& random) {
+  std::vector<T> kernel(c.taps);
+  for (T& tap : kernel)
+    tap = std::is_floating_point_v<T> ? test::random_element<T>(random)
+                                      : T(int(random() % (2 * c.tap_range + 1)) - c.tap_range);
   return kernel;
 }
 
-int buffer_bytes(SizeFunction size, LumSize roi, int taps) {
+// What the taps see at element x of row y.
+template <class S, class D>
+std::vector<S> window(const Member<S, D>& m, const Plane<S>& src, const Case& c, int x, int y) {
+  std::vector<S> e;
+  for (int k = 0; k < c.taps; ++k)
+    if (m.column) {
+      e.push_back(src.get(x, y + k));
+    } else {
+      const int n = m.channels(), at = test::border_walk(x / n - c.anchor + k, c.width, c.border);
+      e.push_back(at < 0 ? S(c.border_value) : src.get(at * n + x % n, y));
+    }
+  return e;
+}
+template <class S, class D>
+Lum32f model(const Member<S, D>&, const std::vector<Lum32f>& kernel, const std::vector<S>& e, const Case&, int) {
+  Lum32f sum = kernel[0] * e[0];
+  for (size_t k = 1; k < kernel.size(); ++k) sum += kernel[k] * e[k];
+  return sum;
+}
+// Row sums are 32 bits that wrap, column sums are rounded to single precision at every tap.
+template <class S, class D>
+D model(const Member<S, D>& m, const std::vector<Lum16s>& kernel, const std::vector<S>& e, const Case& c, int x) {
+  unsigned whole = 0;
+  Lum32f rounded = 0;
+  for (size_t k = 0; k < kernel.size(); ++k) {
+    whole += unsigned(kernel[k] * e[k]);
+    rounded += Lum32f(kernel[k] * e[k]);
+  }
+  return test::scaled<D>(m.column ? rounded : Lum32f(int(whole)), c.divisor, x / m.channels(), c.width);
+}
+
+int buffer_bytes(const auto& m, Arguments a) {
   int bytes = -1;
-  EXPECT_EQ(lumStatusOk, size(roi, taps, &bytes));
+  a.bytes = &bytes;
+  EXPECT_EQ(lumStatusOk, m.size(a)) << m.name;
   return bytes;
 }
 
-template <class S, class M>
-void check_row(const RowMember<S, M>& member, const Case& c, std::mt19937& random) {
-  const std::vector<M> kernel = random_kernel<M>(random, c);
-  const S value = test::random_element<S>(random);
-  Plane<S> src(c.roi, member.channels, {c.place.padding * int(sizeof(S)), c.place.shift});
-  src.fill([&](int, int) { return test::random_element<S>(random); });
-  Plane<M> dst(c.roi, member.channels, c.place);
-  std::vector<M*> rows;
-  for (int y = 0; y < c.roi.height; ++y) rows.push_back(dst.row(y));
-  const Array<M*> row_array(rows, c.place.shift);
-  const Array<M> kernel_array(kernel, c.place.shift);
-  const Block buffer(buffer_bytes(member.size, c.roi, c.taps), c.place.shift);
-  ASSERT_EQ(lumStatusOk, member(src.data(), src.step(), row_array.data(), c.roi, kernel_array.data(), c.taps, c.anchor,
-                                c.border, value, c.divisor, buffer.bytes()));
-  const auto expected = [&](int x, int y) {
-    return row_model(kernel, window(src, x, y, member.channels, c.taps, c.anchor, c.border, value), c.divisor,
-                     x / member.channels, c.roi.width);
-  };
-  ASSERT_TRUE(dst.equals(expected)) << member.name << ", " << c.taps << " taps, anchor " << c.anchor << ", border "
-                                    << c.border << ", divisor " << c.divisor << ", taps up to " << c.tap_range
-                                    << ", shift " << c.place.shift;
-}
+// The planes of one case; run() calls with the thread count of now and a buffer of the size for now or for another count.
+template <class S, class D>
+struct Job {
+  using Tap = typename Member<S, D>::Tap;
+  const Member<S, D>& m;
+  const Case c;
+  const std::vector<Tap> kernel;
+  Plane<S> src;
+
+  Job(const Member<S, D>& m_, const Case& c_, std::mt19937& random)
+      : m(m_), c(c_), kernel(random_kernel<Tap>(c, random)),
+        src({c.width, m.column ? c.height + c.taps - 1 : c.height}, m.channels(),
+            {c.place.padding * int(sizeof(S)), c.place.shift}) {
+    src.fill([&](int, int) { return test::random_element<S>(random); });
+  }
+  Plane<D> destination() const { return {c.roi(), m.channels(), {c.place.padding * int(sizeof(D)), c.place.shift}}; }
+
+  void run(const Plane<D>& dst, int buffer_size) const {
+    std::vector<const void*> rows;
+    for (int y = 0; y < (m.column ? src.roi() : dst.roi()).height; ++y)
+      m.column ? rows.push_back(src.row(y)) : rows.push_back(dst.row(y));
+    const Array<const void*> row_array(rows, c.place.shift);
+    const Array<Tap> kernel_array(kernel, c.place.shift);
+    const Block buffer(buffer_size, c.place.shift);
+    Arguments a = c;
+    a.src = m.column ? (const void*)row_array.data() : src.data();
+    a.dst = m.column ? (void*)dst.data() : row_array.data();
+    a.step = src.step(), a.dst_step = dst.step();
+    a.kernel = kernel_array.data(), a.buffer = buffer.bytes();
+    ASSERT_EQ(lumStatusOk, m.call(a)) << m.name;
+  }
+  std::string text() const {
+    std::ostringstream s;
+    s << m.name << ", " << c.taps << " taps up to " << c.tap_range << ", anchor " << c.anchor << ", border " << c.border
+      << ", divisor " << c.divisor << ", shift " << c.place.shift;
+    return s.str();
+  }
+};
 
 template <class S, class D>
-void check_column(const ColumnMember<S, D>& member, const Case& c, std::mt19937& random) {
-  const std::vector<S> kernel = random_kernel<S>(random, c);
-  Plane<S> src({c.roi.width, c.roi.height + c.taps - 1}, member.channels, {c.place.padding, c.place.shift});
-  src.fill([&](int, int) { return test::random_element<S>(random); });
-  std::vector<const S*> rows;
-  for (int y = 0; y < src.roi().height; ++y) rows.push_back(src.row(y));
-  const Array<const S*> row_array(rows, c.place.shift);
-  const Array<S> kernel_array(kernel, c.place.shift);
-  Plane<D> dst(c.roi, member.channels, {c.place.padding * int(sizeof(D)), c.place.shift});
-  const Block buffer(buffer_bytes(member.size, c.roi, c.taps), c.place.shift);
-  ASSERT_EQ(lumStatusOk, member(row_array.data(), dst.data(), dst.step(), c.roi, kernel_array.data(), c.taps, c.divisor,
-                                buffer.bytes()));
-  const auto expected = [&](int x, int y) {
-    std::vector<S> e;
-    for (int k = 0; k < c.taps; ++k) e.push_back(src.get(x, y + k));
-    return column_model<D>(kernel, e, c.divisor, x / member.channels, c.roi.width);
-  };
-  ASSERT_TRUE(dst.equals(expected)) << member.name << ", " << c.taps << " taps, divisor " << c.divisor
-                                    << ", taps up to " << c.tap_range << ", shift " << c.place.shift;
+void check(const Member<S, D>& m, Case c, std::mt19937& random) {
+  c.border_value = test::random_element<S>(random);
+  const Job<S, D> job(m, c, random);
+  const Plane<D> dst = job.destination();
+  job.run(dst, buffer_bytes(m, c));
+  ASSERT_TRUE(dst.equals([&](int x, int y) { return model(m, job.kernel, window(m, job.src, c, x, y), c, x); }))
+      << job.text();
 }
 
 // Divisors and tap magnitudes that reach every path: sums that are exact, that are not, that wrap, that saturate.
@@ -190,263 +188,155 @@ constexpr int kDivisors[] = {1, 2, 3, 10, -1, -7, 256, 16384, 1 << 20, -21474836
 constexpr int kTapRanges[] = {1, 5, 100, 512, 4096, 32767};
 constexpr int kTapCounts[] = {1, 2, 3, 4, 5, 6, 7, 9, 15, 16, 33};
 
-Case random_case(std::mt19937& random, int width, int height) {
-  const auto pick = [&](const auto& values) { return values[random() % std::size(values)]; };
-  Case c = {{width, height}, pick(kTapCounts), 0, int(random() % 5), pick(kDivisors), pick(kTapRanges), {}};
-  c.anchor = random() % c.taps;
-  c.place = {int(random() % 3) * 2, int(random() % 16)};
-  return c;
-}
-
-TEST(Separable, RowPassEqualsModel) {
+TEST(Separable, EqualsModel) {
   std::mt19937 random(1);
-  each_row([&](const auto& member, auto, auto) {
-    for (int width = 1; width <= 70; ++width)
-      for (int i = 0; i < 4; ++i) check_row(member, random_case(random, width, 1 + i % 2), random);
-    for (int border : test::kBorders)  // kernels far wider than the row: wrap and mirror go round several times
-      for (int taps : {3, 64, 201, 700}) check_row(member, {{3, 2}, taps, taps / 3, border, 9, 100, {}}, random);
-  });
-}
-
-TEST(Separable, EveryAnchorAndBorderOfShortKernels) {
-  std::mt19937 random(2);
-  each_row([&](const auto& member, auto, auto) {
-    for (int taps : {1, 2, 3, 4, 5})
-      for (int anchor = 0; anchor < taps; ++anchor)
-        for (int border : test::kBorders)
-          for (int width : {1, 2, 3, 4, 17, 40})
-            check_row(member, {{width, 1}, taps, anchor, border, 3, 40, {}}, random);
-  });
-}
-
-TEST(Separable, ColumnPassEqualsModel) {
-  std::mt19937 random(3);
-  each_column([&](const auto& member, auto, auto) {
-    for (int width = 1; width <= 70; ++width)
-      for (int i = 0; i < 6; ++i) check_column(member, random_case(random, width, 1 + i % 3), random);
+  const auto pick = [&](const auto& values) { return values[random() % std::size(values)]; };
+  each_member([&](const auto& m) {
+    Case c;
+    for (c.width = 1; c.width <= 70; ++c.width)
+      for (int i = 0; i < 6; ++i) {
+        c.height = 1 + i % 3;
+        c.taps = pick(kTapCounts), c.anchor = random() % c.taps, c.tap_range = pick(kTapRanges);
+        c.border = random() % 5, c.divisor = pick(kDivisors);
+        c.place = {int(random() % 3) * 2, int(random() % 16)};
+        check(m, c, random);
+      }
+    c.width = 37, c.taps = 3, c.anchor = 1, c.place = {};
     for (int range : kTapRanges)
-      for (int divisor : kDivisors) check_column(member, {{37, 2}, 3, 0, 0, divisor, range, {}}, random);
+      for (int divisor : kDivisors) {
+        c.tap_range = range, c.divisor = divisor;
+        check(m, c, random);
+      }
+    if (m.column) return;
+    c.tap_range = 40, c.divisor = 3;
+    for (int border : test::kBorders) {
+      c.border = border;
+      for (c.taps = 1; c.taps <= 5; ++c.taps)
+        for (c.anchor = 0; c.anchor < c.taps; ++c.anchor)
+          for (int width : {1, 2, 3, 4, 17, 40}) {
+            c.width = width;
+            check(m, c, random);
+          }
+      c.width = 3;
+      for (int taps : {64, 201, 700}) {  // far wider than the row: wrap and mirror go round several times
+        c.taps = taps, c.anchor = taps / 3;
+        check(m, c, random);
+      }
+    }
   });
-}
-
-// One call of a member on given planes; the buffer is sized for `sized_for` threads and used by `threads`.
-template <class S, class M>
-void run_row(const RowMember<S, M>& member, const Plane<S>& src, const Plane<M>& dst, const std::vector<M>& kernel,
-             int sized_for, int threads) {
-  const Threads scope(sized_for);
-  const int taps = int(kernel.size());
-  const Block buffer(buffer_bytes(member.size, src.roi(), taps));
-  std::vector<M*> rows;
-  for (int y = 0; y < src.roi().height; ++y) rows.push_back(dst.row(y));
-  lumSetNumThreads(threads);
-  ASSERT_EQ(lumStatusOk, member(src.data(), src.step(), rows.data(), src.roi(), kernel.data(), taps, taps / 3,
-                                lumBorderMirr, S(1), 5, buffer.bytes()));
-}
-template <class S, class D>
-void run_column(const ColumnMember<S, D>& member, const Plane<S>& src, const Plane<D>& dst,
-                const std::vector<S>& kernel, int threads) {
-  const Threads scope(threads);
-  const Block buffer(buffer_bytes(member.size, dst.roi(), int(kernel.size())));
-  std::vector<const S*> rows;
-  for (int y = 0; y < src.roi().height; ++y) rows.push_back(src.row(y));
-  ASSERT_EQ(lumStatusOk, member(rows.data(), dst.data(), dst.step(), dst.roi(), kernel.data(), int(kernel.size()), 5,
-                                buffer.bytes()));
 }
 
 TEST(Separable, ThreadsDoNotChangeResults) {
   std::mt19937 random(4);
-  const LumSize roi = {1101, 160};  // enough for five threads
-  // The longest kernel shares the caller's buffer among the slices of a row pass.
-  for (int taps : {3, 4, 401}) {
-    const Case c = {roi, taps, 0, 0, 0, 90, {}};
-    each_row([&](const auto& member, auto s, auto m) {
-      Plane<decltype(s)> src(roi, member.channels);
-      src.fill([&](int, int) { return test::random_element<decltype(s)>(random); });
-      const auto kernel = random_kernel<decltype(m)>(random, c);
-      Plane<decltype(m)> serial(roi, member.channels);
-      run_row(member, src, serial, kernel, 1, 1);
-      for (int threads : {2, 3, 5})
-        for (int sized_for : {1, threads}) {  // the count may have grown since the size was asked for
-          Plane<decltype(m)> dst(roi, member.channels);
-          run_row(member, src, dst, kernel, sized_for, threads);
-          ASSERT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); })) << member.name << ", " << threads;
-        }
-    });
-    if (taps == 401) continue;
-    each_column([&](const auto& member, auto s, auto d) {
-      Plane<decltype(s)> src({roi.width, roi.height + taps - 1}, member.channels);
-      src.fill([&](int, int) { return test::random_element<decltype(s)>(random); });
-      const auto kernel = random_kernel<decltype(s)>(random, c);
-      Plane<decltype(d)> serial(roi, member.channels);
-      run_column(member, src, serial, kernel, 1);
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
+    Case c;
+    c.width = 1101, c.height = 160;  // enough for five threads
+    c.border = lumBorderMirr, c.divisor = 5;
+    for (int taps : {3, 4, 401}) {  // slices of the longest share the buffer of a row pass
+      if (m.column && taps == 401) continue;
+      c.taps = taps, c.anchor = taps / 3;
+      const Job<S, D> job(m, c, random);
+      const Plane<D> serial = job.destination();
+      int serial_bytes;
+      {
+        const Threads scope(1);
+        job.run(serial, serial_bytes = buffer_bytes(m, c));
+      }
       for (int threads : {2, 3, 5}) {
-        Plane<decltype(d)> dst(roi, member.channels);
-        run_column(member, src, dst, kernel, threads);
-        ASSERT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); })) << member.name << ", " << threads;
+        const Threads scope(threads);
+        for (int bytes : {serial_bytes, buffer_bytes(m, c)}) {  // the count may have grown since the size was told
+          const Plane<D> dst = job.destination();
+          job.run(dst, bytes);
+          ASSERT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); })) << job.text() << ", " << threads;
+        }
       }
-    });
-  }
-}
-
-TEST(Separable, BufferSizes) {
-  // Work area per thread for 7 taps, by hand: P of the row pass, P of the column pass at 21 columns.
-  const std::map<std::string, int> row_area = {{"8u16s_C1", 364}, {"8u16s_C3", 532},   {"16s_C1", 416},
-                                               {"16s_C3", 344},   {"Low_16s_C1", 232}, {"Low_16s_C3", 1520},
-                                               {"32f_C1", 512},   {"32f_C3", 1376}};
-  const std::map<std::string, int> column_area = {{"16s_C1", 320},     {"16s_C3", 896},    {"16s8u_C1", 320},
-                                                  {"16s8u_C3", 896},   {"16s8s_C1", 320},  {"16s8s_C3", 896},
-                                                  {"Low_16s_C1", 320}, {"Low_16s_C3", 896}};
-  for (int threads : {1, 3}) {
-    const Threads scope(threads);
-    const auto total = [&](int area) { return threads * (32 + 4 * (11 + 7) + area); };
-    each_row([&](const auto& m, auto, auto) {
-      EXPECT_EQ(total(row_area.at(m.name)), buffer_bytes(m.size, {21, 11}, 7)) << m.name;
-    });
-    each_column([&](const auto& m, auto, auto) {
-      const bool real = m.real != nullptr, low = m.name[0] == 'L';
-      EXPECT_EQ(real ? 32 : total(column_area.at(m.name)), buffer_bytes(m.size, {21, 11}, 7)) << m.name;
-      // Low rounds the columns up to 8, the others to 4.
-      EXPECT_EQ(real ? 32 : total(m.channels * 12 * (low ? 24 : 20) + 32), buffer_bytes(m.size, {20, 11}, 7)) << m.name;
-    });
-  }
-  const auto check = [](const auto& m, auto, auto) {
-    int bytes = -1;
-    EXPECT_EQ(lumStatusNullPointer, m.size({0, 0}, 0, nullptr)) << m.name;
-    EXPECT_EQ(lumStatusBadSize, m.size({0, 1}, 1, &bytes)) << m.name;
-    EXPECT_EQ(lumStatusBadSize, m.size({1, -1}, 1, &bytes)) << m.name;
-    EXPECT_EQ(lumStatusBadSize, m.size({1, 1}, 0, &bytes)) << m.name;
-    if (!std::string(m.name).starts_with("32f")) {
-      EXPECT_EQ(lumStatusBadSize, m.size({INT32_MAX, INT32_MAX}, INT32_MAX, &bytes)) << m.name;
-      EXPECT_EQ(lumStatusBadSize, m.size({1, 1 << 30}, 1, &bytes)) << m.name;
     }
-    EXPECT_EQ(-1, bytes) << m.name;
-  };
-  each_row(check);
-  each_column(check);
-}
-
-// Every argument wrong alone, and every pair of wrong arguments: the earlier check decides.
-TEST(Separable, RowArguments) {
-  each_row([](const auto& member, auto s, auto m) {
-    using S = decltype(s);
-    using M = decltype(m);
-    struct Arguments {
-      const S* src;
-      int step;
-      M* const* dst;
-      LumSize roi;
-      const M* kernel;
-      int taps, anchor, border, divisor;
-      Lum8u* buffer;
-    };
-    const LumSize roi = {8, 1};
-    Plane<S> src(roi, member.channels);
-    Plane<M> dst(roi, member.channels);
-    M* rows[] = {dst.data()};
-    M kernel[3] = {};
-    Lum8u buffer[4096];
-    const int row_bytes = 8 * member.channels * int(sizeof(S));
-    struct Fault {
-      LumStatus status;
-      void (*make)(Arguments&);
-    };
-    std::vector<Fault> faults = {
-        {lumStatusNullPointer, [](Arguments& a) { a.src = nullptr; }},
-        {lumStatusNullPointer, [](Arguments& a) { a.dst = nullptr; }},
-        {lumStatusNullPointer, [](Arguments& a) { a.kernel = nullptr; }},
-        {lumStatusNullPointer, [](Arguments& a) { a.buffer = nullptr; }},
-        {lumStatusBadSize, [](Arguments& a) { a.roi.height = 0; }},
-        {lumStatusBadSize, [](Arguments& a) { a.roi.width = -1; }},
-        {lumStatusBadSize, [](Arguments& a) { a.taps = 0; }},
-        {lumStatusBadAnchor, [](Arguments& a) { a.anchor = -1; }},
-        {lumStatusBadAnchor, [](Arguments& a) { a.anchor = a.taps > 0 ? a.taps : 3; }},
-        {lumStatusBadStep, [](Arguments& a) { a.step -= sizeof(S); }},
-        {lumStatusBadStep,
-         [](Arguments& a) {
-           if (a.roi.width == 8) a.roi.width = 0x40000008;
-         }},
-        {lumStatusStepNotPixelMultiple, [](Arguments& a) { a.step += 1; }},
-        {lumStatusBadArgument, [](Arguments& a) { a.border = 5; }},
-        {lumStatusBadArgument, [](Arguments& a) { a.border = -1; }},
-        {lumStatusBadArgument, [](Arguments& a) { a.divisor = 0; }},
-    };
-    if (sizeof(S) == 1) std::erase_if(faults, [](auto& f) { return f.status == lumStatusStepNotPixelMultiple; });
-    if (member.real) faults.pop_back();
-    const Arguments good = {src.data(), row_bytes, rows, roi, kernel, 3, 1, lumBorderRepl, 1, buffer};
-    const auto call = [&](const Arguments& a) {
-      return member(a.src, a.step, a.dst, a.roi, a.kernel, a.taps, a.anchor, a.border, S(0), a.divisor, a.buffer);
-    };
-    for (size_t i = 0; i < faults.size(); ++i)
-      for (size_t j = i; j < faults.size(); ++j) {
-        Arguments a = good;
-        if (j != i) faults[j].make(a);
-        faults[i].make(a);
-        EXPECT_EQ(faults[i].status, call(a)) << member.name << ", faults " << i << " and " << j;
-      }
-    EXPECT_TRUE(dst.untouched()) << member.name;
-    EXPECT_EQ(lumStatusOk, call(good)) << member.name;
   });
 }
 
-TEST(Separable, ColumnArguments) {
-  each_column([](const auto& member, auto s, auto d) {
-    using S = decltype(s);
-    using D = decltype(d);
-    struct Arguments {
-      const S** src;
-      D* dst;
-      int step;
-      LumSize roi;
-      const S* kernel;
-      int taps, divisor;
-      Lum8u* buffer;
-    };
-    const LumSize roi = {8, 2};
-    Plane<S> src(roi, member.channels);
-    Plane<D> dst(roi, member.channels);
-    S kernel[3] = {};
-    Lum8u buffer[4096];
-    const S* rows[4] = {src.data(), src.data(), src.data(), src.data()};
-    const S* last_null[4] = {src.data(), src.data(), src.data(), nullptr};
-    struct Fault {
-      LumStatus status;
-      std::function<void(Arguments&)> make;
-    };
-    std::vector<Fault> faults = {
-        {lumStatusNullPointer, [](Arguments& a) { a.src = nullptr; }},
-        {lumStatusNullPointer, [](Arguments& a) { a.dst = nullptr; }},
-        {lumStatusNullPointer, [](Arguments& a) { a.kernel = nullptr; }},
-        {lumStatusBadSize, [](Arguments& a) { a.roi.height = -5; }},
-        {lumStatusBadSize, [](Arguments& a) { a.roi.width = 0; }},
-        {lumStatusBadSize, [](Arguments& a) { a.taps = 0; }},
-        {lumStatusBadStep, [](Arguments& a) { a.step -= sizeof(D); }},
-        {lumStatusBadStep,
-         [](Arguments& a) {
-           if (a.roi.width == 8) a.roi.width = 0x60000008;
-         }},
-        {lumStatusStepNotPixelMultiple, [](Arguments& a) { a.step += 1; }},
-        {lumStatusNullPointer, [](Arguments& a) { a.buffer = nullptr; }},
-        {lumStatusBadArgument, [](Arguments& a) { a.divisor = 0; }},
-        {lumStatusNullPointer,
-         [&](Arguments& a) {
-           if (a.src) a.src = last_null;
-         }},
-    };
-    if (sizeof(D) == 1) std::erase_if(faults, [](auto& f) { return f.status == lumStatusStepNotPixelMultiple; });
-    if (member.real) faults.erase(faults.end() - 2);
-    const Arguments good = {rows, dst.data(), dst.step(), roi, kernel, 3, 1, buffer};
-    const auto call = [&](const Arguments& a) {
-      return member(a.src, a.dst, a.step, a.roi, a.kernel, a.taps, a.divisor, a.buffer);
-    };
-    for (size_t i = 0; i < faults.size(); ++i)
-      for (size_t j = i; j < faults.size(); ++j) {
-        Arguments a = good;
-        if (j != i) faults[j].make(a);
-        faults[i].make(a);
-        EXPECT_EQ(faults[i].status, call(a)) << member.name << ", faults " << i << " and " << j;
+// ---- sizes and arguments ----
+
+TEST(Separable, BufferSizes) {
+  // Work area per thread for 7 taps, by hand, of the row passes and of the column passes at 21 columns.
+  const std::map<std::string, int> areas = {
+      {"RowBorderPipeline_8u16s_C1R", 364},   {"RowBorderPipeline_8u16s_C3R", 532},
+      {"RowBorderPipeline_16s_C1R", 416},     {"RowBorderPipeline_16s_C3R", 344},
+      {"RowBorderPipeline_Low_16s_C1R", 232}, {"RowBorderPipeline_Low_16s_C3R", 1520},
+      {"RowBorderPipeline_32f_C1R", 512},     {"RowBorderPipeline_32f_C3R", 1376}};
+  for (int threads : {1, 3}) {
+    const Threads scope(threads);
+    each_member([&](const auto& m) {
+      Arguments a;
+      a.width = 21, a.height = 11, a.taps = 7;
+      if (!m.column) {
+        EXPECT_EQ(threads * (32 + 4 * (11 + 7) + areas.at(m.name)), buffer_bytes(m, a)) << m.name;
+        return;
       }
-    EXPECT_TRUE(dst.untouched()) << member.name;
-    EXPECT_EQ(lumStatusOk, call(good)) << member.name;
+      const bool low = m.name.find("Low") != m.name.npos;
+      for (a.width = 20; a.width <= 25; ++a.width) {
+        const int columns = a.width == 20 && !low ? 20 : a.width == 25 && !low ? 28 : a.width == 25 ? 32 : 24;
+        const int size = threads * (32 + 4 * (11 + 7) + columns * 12 * m.channels() + 32);
+        EXPECT_EQ(m.divides ? size : 32, buffer_bytes(m, a)) << m.name << ", width " << a.width;
+      }
+    });
+  }
+  each_member([](const auto& m) {
+    int bytes = -1;
+    Arguments good;
+    good.bytes = &bytes;
+    std::vector<Fault> faults = {{lumStatusNullPointer, &Arguments::bytes, nullptr},
+                                 {lumStatusBadSize, &Arguments::width, 0},
+                                 {lumStatusBadSize, &Arguments::height, -1},
+                                 {lumStatusBadSize, &Arguments::taps, 0}};
+    if (m.divides) faults.push_back({lumStatusBadSize, &Arguments::height, 1 << 30});
+    test::expect_check_order(m.name, good, faults, [&](const Arguments& a) { return m.size(a); });
+    EXPECT_EQ(-1, bytes) << m.name;
+  });
+}
+
+TEST(Separable, WrongArguments) {
+  each_member([]<class S, class D>(const Member<S, D>& m) {
+    Plane<S> src({8, 1}, m.channels());
+    const Plane<D> dst({8, 1}, m.channels());
+    src.fill([](int, int) { return 1; });
+    const S* src_rows[] = {src.data(), src.data(), src.data()};
+    const S* last_null[] = {src.data(), src.data(), nullptr};
+    D* dst_rows[] = {dst.data()};
+    const typename Member<S, D>::Tap kernel[3] = {};
+    const Block buffer(4096);
+    Arguments good;
+    good.src = m.column ? (const void*)src_rows : src.data();
+    good.dst = m.column ? (void*)dst.data() : dst_rows;
+    good.step = src.step(), good.dst_step = dst.step();
+    good.width = 8, good.kernel = kernel, good.buffer = buffer.bytes();
+
+    using A = Arguments;
+    const int element = m.column ? sizeof(D) : sizeof(S), row = 8 * m.channels() * element;
+    const auto step = m.column ? &A::dst_step : &A::step;
+    std::vector<Fault> faults = {{lumStatusNullPointer, &A::src, nullptr},
+                                 {lumStatusNullPointer, &A::dst, nullptr},
+                                 {lumStatusNullPointer, &A::kernel, nullptr}};
+    const auto add = [&](bool applies, const Fault& fault) {
+      if (applies) faults.push_back(fault);
+    };
+    add(!m.column, {lumStatusNullPointer, &A::buffer, nullptr});
+    add(true, {lumStatusBadSize, &A::height, 0});
+    add(true, {lumStatusBadSize, &A::width, -1});
+    add(true, {lumStatusBadSize, &A::taps, 0});
+    add(!m.column, {lumStatusBadAnchor, &A::anchor, -1});
+    add(!m.column, {lumStatusBadAnchor, &A::anchor, 3});
+    add(true, {lumStatusBadStep, step, row - 1});
+    add(true, {lumStatusBadStep, &A::width, test::wrapping_width(m.channels() * element)});
+    add(element > 1, {lumStatusStepNotPixelMultiple, step, row + 1});
+    add(m.column, {lumStatusNullPointer, &A::buffer, nullptr});
+    add(!m.column, {lumStatusBadArgument, &A::border, 5});
+    add(!m.column, {lumStatusBadArgument, &A::border, -1});
+    add(m.divides, {lumStatusBadArgument, &A::divisor, 0});
+    add(m.column, {lumStatusNullPointer, &A::src, last_null});
+    test::expect_check_order(m.name, good, faults, m.call);
+    EXPECT_TRUE(dst.untouched() && buffer.untouched()) << m.name;
+    EXPECT_EQ(lumStatusOk, m.call(good)) << m.name;
+    EXPECT_TRUE(dst.equals([](int, int) { return 0; })) << m.name;
   });
 }
 

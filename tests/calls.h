@@ -1,0 +1,65 @@
+// What the tests of all functions share: the thread count, arguments by name, the order of the checks.
+#pragma once
+#include <functional>
+#include <numeric>
+
+#include "filter_rules.h"
+#include "lumcore.h"
+#include "planes.h"
+
+namespace test {
+
+// Sets the library's thread count for one scope.
+struct Threads {
+  explicit Threads(int n) {
+    lumGetNumThreads(&before);
+    lumSetNumThreads(n);
+  }
+  ~Threads() { lumSetNumThreads(before); }
+  int before = 1;
+};
+
+// The arguments of any function, by name.
+struct Arguments {
+  const void *src = nullptr, *src2 = nullptr, *kernel = nullptr;
+  void* dst = nullptr;
+  int step = 0, step2 = 0, dst_step = 0;
+  int width = 1, height = 1;
+  int taps = 3, anchor = 0, mask = 33, border = lumBorderRepl, divisor = 1;
+  double border_value = 0;
+  float sigma = 1, low = 10, high = 20;
+  Lum8u* buffer = nullptr;
+  int* bytes = nullptr;  // of the functions that tell a buffer's size
+
+  LumSize roi() const { return {width, height}; }
+};
+
+// A wrong argument and the status it is answered with.
+struct Fault {
+  LumStatus status;
+  std::function<void(Arguments&)> make;
+
+  template <class T>
+  Fault(LumStatus status_, T Arguments::*argument, std::type_identity_t<T> value)
+      : status(status_), make([=](Arguments& a) { a.*argument = value; }) {}
+};
+
+// A width whose row of pixels takes so many bytes that a product of 32 bits would accept any step.
+constexpr int wrapping_width(int pixel_bytes) {
+  return pixel_bytes == 1 ? INT32_MAX : int((pixel_bytes == 2 ? 1LL << 31 : 1LL << 32) / pixel_bytes) + 1;
+}
+
+// Every wrong argument alone and every two of them: the one that stands first in the list decides.
+template <class Function>
+void expect_check_order(const std::string& name, const Arguments& good, const std::vector<Fault>& faults,
+                        const Function& function) {
+  for (size_t i = 0; i < faults.size(); ++i)
+    for (size_t j = i; j < faults.size(); ++j) {
+      Arguments a = good;
+      faults[j].make(a);
+      faults[i].make(a);
+      EXPECT_EQ(faults[i].status, function(a)) << name << ", faults " << i << " and " << j;
+    }
+}
+
+}  // namespace test
