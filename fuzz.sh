@@ -51,7 +51,9 @@ report() {
   printf '%-12s FAILED; from %s:\n' "$1" "$log"
   grep -B 3 -A 12 -m 1 -E '^fuzz: |ERROR: |runtime error: ' "$log" || tail -n 20 "$log"
   input=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
-  echo "To repeat it: build/fuzz/bin/fuzz_$1 $input"
+  [[ -n $input ]] || return 0
+  # In full, for a machine that is gone when this is read.
+  printf 'To repeat it:\nbase64 -d <<<%s >input; build/fuzz/bin/fuzz_%s input\n' "$(base64 -w 0 "$input")" "$1"
 }
 
 stage "install packages" scripts/install-packages.sh fuzz

@@ -122,10 +122,13 @@ void expect_edges(const Call<T>& call, const Memory& edges, const std::vector<Lu
   }
 }
 
+// Small, or long in one direction.
 LumSize roi_of(Input& in) {
-  const int kind = in.number(0, 15);
-  if (kind < 14) return {in.number(1, 80), in.number(1, 40)};
-  return kind == 14 ? LumSize{in.number(1, 700), in.number(1, 4)} : LumSize{in.number(1, 4), in.number(1, 700)};
+  LumSize roi = {in.number(1, 80), in.number(1, 40)};
+  if (in.one_in(8)) roi = {in.number(1, 700), in.number(1, 4)};
+  if (in.one_in(256)) roi = {in.number(65520, 65550), in.number(1, 2)};  // around the end of 16-bit coordinates
+  if (in.one_in(2)) std::swap(roi.width, roi.height);
+  return roi;
 }
 
 // Any float of the input at times, so that thresholds meet magnitudes and reach odd values.
@@ -172,6 +175,7 @@ void canny(Input& in) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input in(data, size);
+  fuzz::probe_size(in, "size of Canny", lumiCannyGetSize);
   in.one_in(2) ? canny<Lum32f>(in) : canny<Lum16s>(in);
   return 0;
 }

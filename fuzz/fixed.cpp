@@ -225,7 +225,9 @@ template <class S, class D>
 void fixed_filter(const Member<S, D>& member, Input& in) {
   const Shape shape(in, fuzz::set_threads(in));
   int size = 0;
-  fuzz::expect_status(lumStatusOk, member.size(shape.roi, shape.mask, &size), member.name);
+  const auto size_of = [&](LumSize roi, int* bytes) { return member.size(roi, shape.mask, bytes); };
+  fuzz::probe_size(in, member.name, size_of);
+  fuzz::expect_status(lumStatusOk, size_of(shape.roi, &size), member.name);
   const Memory buffer(size, in.number(0, 15));
   if (in.one_in(4)) fuzz::set_threads(in);  // any buffer serves any count
   const int wrong = in.one_in(8) ? in.number(1, 2) : 0;
@@ -324,7 +326,9 @@ void gauss(Input& in) {
   const int taps = 3 + 2 * in.number(0, shape.roi.width > 80 ? 3 : in.one_in(8) ? 60 : 6);
   const Lum32f sigma = in.pick({1.0f, 0.3f, 2.5f, 80.0f, 1e-30f, 1e30f, INFINITY});
   int size = 0;
-  fuzz::expect_status(lumStatusOk, lumiFilterGaussGetBufferSize_32f_C1R(shape.roi, taps, &size), "size of Gauss");
+  const auto size_of = [&](LumSize roi, int* bytes) { return lumiFilterGaussGetBufferSize_32f_C1R(roi, taps, bytes); };
+  fuzz::probe_size(in, "size of Gauss", size_of);
+  fuzz::expect_status(lumStatusOk, size_of(shape.roi, &size), "size of Gauss");
   const Memory buffer(size, in.number(0, 15));
   const int wrong = in.one_in(8) ? in.number(1, 2) : 0;
   Plane<Lum32f> src(shape.roi, 1, shape.padding, shape.shift);

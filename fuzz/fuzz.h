@@ -216,6 +216,19 @@ inline void expect_status(LumStatus expected, LumStatus got, const char* functio
   if (got != expected) fail("%s: status %d, expected %d", function, got, expected);
 }
 
+// A size function, called as size(roi, &bytes), with a region of any size: what does not fit is refused, nothing wraps.
+template <class Size>
+void probe_size(Input& in, const char* function, const Size& size) {
+  const auto side = [&] {
+    return in.one_in(4) ? in.number(INT32_MIN, INT32_MAX) : in.number(-1, 1 << in.number(1, 30));
+  };
+  const LumSize roi = {side(), side()};
+  int bytes = 0;
+  const LumStatus status = size(roi, &bytes);
+  if (status == lumStatusOk ? roi.width < 1 || roi.height < 1 || bytes < 1 : status != lumStatusBadSize || bytes != 0)
+    fail("%s: status %d and %d bytes for %dx%d", function, status, bytes, roi.width, roi.height);
+}
+
 // A machine with or without a second core, and a thread count.
 inline int set_threads(Input& in) {
   lum::facts.cores = 2 - in.one_in(8);

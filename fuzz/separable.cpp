@@ -122,11 +122,12 @@ std::vector<M> row_model(const Plane<S>& src, const Shape& shape, int channels, 
 }
 
 template <class D, class S>
-std::vector<D> column_model(const Plane<S>& src, const Shape& shape, int channels, const std::vector<S>& kernel) {
-  std::vector<S> column(src.height());
+std::vector<D> column_model(const Plane<S>& src, const std::vector<int>& order, const Shape& shape, int channels,
+                            const std::vector<S>& kernel) {
+  std::vector<S> column(order.size());
   std::vector<D> result((size_t)src.elements() * shape.roi.height);
   for (int x = 0; x < src.elements(); ++x) {
-    for (int y = 0; y < src.height(); ++y) column[y] = src.get(x, y);
+    for (size_t y = 0; y < order.size(); ++y) column[y] = src.get(x, order[y]);
     for (int y = 0; y < shape.roi.height; ++y)
       result[(size_t)y * src.elements() + x] =
           finish_column<D>(kernel, &column[y], shape.divisor, x / channels, shape.roi.width);
@@ -139,6 +140,7 @@ std::vector<D> column_model(const Plane<S>& src, const Shape& shape, int channel
 template <class Member>
 Memory work_buffer(const Member& member, const Shape& shape, Input& in) {
   int size = 0;
+  fuzz::probe_size(in, member.name, [&](LumSize roi, int* bytes) { return member.size(roi, shape.taps, bytes); });
   fuzz::expect_status(lumStatusOk, member.size(shape.roi, shape.taps, &size), member.name);
   if (in.one_in(4)) fuzz::set_threads(in);  // any buffer serves any count
   return Memory(size, in.number(0, 15));
@@ -266,14 +268,20 @@ void column_pass(const ColumnMember<S, D>& member, Input& in) {
   const Array<S> kernel_memory(kernel, in.number(0, 15));
   const Memory buffer = work_buffer(member, shape, in);
   const int wrong = in.one_in(8) ? in.number(1, 2) : 0;
-  Plane<S> src({shape.roi.width, shape.roi.height + shape.taps - 1}, member.channels, shape.padding, shape.shift);
+  // A plane of all rows, or a ring of fewer, in any direction.
+  const int count = shape.roi.height + shape.taps - 1;
+  Plane<S> src({shape.roi.width, in.one_in(4) ? in.number(1, count) : count}, member.channels, shape.padding,
+               shape.shift);
   src.fill(Content(in));
+  std::vector<int> order;
+  for (int y = 0; y < count; ++y) order.push_back(y % src.height());
+  if (in.one_in(4)) std::reverse(order.begin(), order.end());
   std::vector<const S*> rows;
-  for (int y = 0; y < src.height(); ++y) rows.push_back(src.row(y));
+  for (int y : order) rows.push_back(src.row(y));
   const bool null_row = wrong && in.one_in(3);
-  if (null_row) rows[in.number(0, src.height() - 1)] = nullptr;
+  if (null_row) rows[in.number(0, count - 1)] = nullptr;
   const Array<const S*> row_memory(rows, shape.shift);
-  const auto expected = wrong ? std::vector<D>() : column_model<D>(src, shape, member.channels, kernel);
+  const auto expected = wrong ? std::vector<D>() : column_model<D>(src, order, shape, member.channels, kernel);
   fuzz::on_each_level([&] {
     Plane<D> dst(shape.roi, member.channels, shape.padding * sizeof(D), 15 - shape.shift);
     ColumnCall<S, D> call = {row_memory.data(), dst.data(),    dst.step(),     shape.roi, kernel_memory.data(),
