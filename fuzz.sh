@@ -29,7 +29,8 @@ seed() {
 }
 
 run_target() {
-  local options=(-len_control=0 -max_len=512 -timeout=30 -rss_limit_mb=1500)
+  # Large images are slow: those of the corpus are taken up again less often.
+  local options=(-len_control=0 -entropic_scale_per_exec_time=1 -max_len=512 -timeout=30 -rss_limit_mb=1500)
   # Memory is to be spent on what is in a file, not on what its header announces.
   [[ $1 == image_file ]] && options=(-dict=fuzz/image_file.dict -max_len=4096 -timeout=10 -malloc_limit_mb=1)
   seed "build/fuzz/corpus/$1"
