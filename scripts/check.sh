@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Everything CI checks beside the tests: format, style, lint, and the built libraries of both word sizes (build them
-# first: ./test.sh does).
+# What is checked before a commit beside the tests: format, style, links, the reference, lint, and the built libraries of
+# both word sizes (build them first: ./test.sh does).
 # shellcheck disable=SC2317  # step() calls the functions
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -16,6 +16,7 @@ step() {
 
 mapfile -t code < <(git ls-files '*.h' '*.cpp' '*.c')
 mapfile -t text < <(git ls-files '*.h' '*.cpp' '*.c' '*.inc' '*.txt' '*.cmake' '*.sh' '*.md' '*.json' '*.map' | grep -v '^images/')
+mapfile -t pages < <(git ls-files '*.md')
 mapfile -t shell < <(git ls-files '*.sh' .ci/run)
 
 no_match() { ! grep -nE "$1" "${text[@]}"; }
@@ -32,6 +33,8 @@ lint() {
 step "format" clang-format --dry-run -Werror "${code[@]}"
 step "no tabs, no trailing white space, no carriage returns" no_match $'\t| +$|\r'
 step "shell scripts" shellcheck "${shell[@]}"
+step "links" scripts/check_links.sh "${pages[@]}"
+step "reference" cmake --build build/x86_64 --target docs
 step "lint" lint
 for preset in i386 x86_64; do
   step "libraries of $preset" scripts/check_library.sh "build/$preset"

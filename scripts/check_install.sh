@@ -58,22 +58,12 @@ install_moved() {
 check_files() {
   files_of "$1" >"$work/found"
   { installed_files "$1" && echo bin/lumcv; } >"$work/expected"
-  same_list "$work/found" "$work/expected" && check_no_paths "$1" && check_links "$1"
+  same_list "$work/found" "$work/expected" && check_no_paths "$1" &&
+    scripts/check_links.sh "$work/$1"/share/doc/lumcv/*.md
 }
 
 # Nothing that is read after the installation may name the folders that it came from.
 check_no_paths() { ! grep -rlF -e "$work/first" -e "$PWD" "$work/$1/lib" "$work/$1/bin" "$work/$1/include"; }
-
-# The pages lead nowhere that is not installed.
-check_links() {
-  local page target dead=0
-  for page in "$work/$1"/share/doc/lumcv/*.md; do
-    while read -r target; do
-      [ -e "${page%/*}/$target" ] || { echo "${page##*/}: no $target" && dead=1; }
-    done < <(grep -oE '\]\([^):#]+[):#]' "$page" | grep -v ':$' | sed 's/^](//; s/.$//')
-  done
-  return "$dead"
-}
 
 check_archives() {
   local name

@@ -11,7 +11,10 @@ case "${1:-all}" in
   docs) packages+=(doxygen) ;;
   fuzz) packages+=(clang libclang-rt-dev libomp-dev) ;;
   all) packages+=(qemu-user) ;;
-  ci) packages+=(qemu-user git clang-format clang-tidy shellcheck abigail-tools doxygen dpkg-dev file) ;;
+  ci)
+    packages+=(qemu-user git clang clang-format clang-tidy libclang-rt-dev libomp-dev shellcheck abigail-tools doxygen
+      libbenchmark-dev dpkg-dev file)
+    ;;
   *)
     echo "usage: ${0##*/} [demo|bench|docs|fuzz|all|ci]" >&2
     exit 2
