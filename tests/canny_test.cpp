@@ -3,20 +3,20 @@
 
 namespace {
 
-using test::Arguments;
 using test::Block;
+using test::Function;
 using test::Plane;
+using A = test::Arguments;
 
 template <class T>
-LumStatus canny(const Arguments& a) {
-  const auto call = [&](auto function) {
-    return function((const T*)a.src, a.step, (const T*)a.src2, a.step2, (Lum8u*)a.dst, a.dst_step, a.roi(), a.low,
-                    a.high, a.buffer);
+const Function kCanny = [](const A& a) {
+  const auto with = [](auto f) {
+    return test::function(f, &A::src, &A::step, &A::src2, &A::step2, &A::dst, &A::dst_step, &A::roi, &A::low, &A::high,
+                          &A::buffer);
   };
-  if constexpr (sizeof(T) == 2) return call(lumiCanny_16s8u_C1R);
-  if constexpr (sizeof(T) == 4) return call(lumiCanny_32f8u_C1R);
-}
-LumStatus canny_size(const Arguments& a) { return lumiCannyGetSize(a.roi(), a.bytes); }
+  return sizeof(T) == 2 ? with(lumiCanny_16s8u_C1R)(a) : with(lumiCanny_32f8u_C1R)(a);
+};
+const Function kSize = test::function(lumiCannyGetSize, &A::roi, &A::bytes);
 
 // ---- model ----
 
@@ -91,14 +91,13 @@ struct Model {
 // Runs one image, with every block at a protected page or as far from it as the variation says, and returns the whole
 // block of edges.
 template <class T>
-std::vector<Lum8u> run(const Plane<T>& dx, const Plane<T>& dy, Arguments a, int variation = 0) {
-  int size = 0;
-  a.width = dx.roi().width, a.height = dx.roi().height, a.bytes = &size;
-  EXPECT_EQ(canny_size(a), lumStatusOk);
-  const Block buffer(size, variation * 5 % 16), edges(size_t(a.dst_step) * a.height, variation * 3 % 16);
+std::vector<Lum8u> run(const Plane<T>& dx, const Plane<T>& dy, A a, int variation = 0) {
+  a.set_roi(dx.roi());
+  const Block buffer(buffer_bytes(kSize, a), variation * 5 % 16),
+      edges(size_t(a.dst_step) * a.height, variation * 3 % 16);
   a.src = dx.data(), a.step = dx.step(), a.src2 = dy.data(), a.step2 = dy.step();
   a.dst = edges.bytes(), a.buffer = buffer.bytes();
-  EXPECT_EQ(canny<T>(a), lumStatusOk);
+  EXPECT_EQ(kCanny<T>(a), lumStatusOk);
   return {edges.bytes(), edges.bytes() + edges.size()};
 }
 
@@ -113,7 +112,7 @@ void check(LumSize roi, float low, float high, F gradient, int variation = 0) {
       const std::pair<T, T> value = gradient(x, y);
       dx.set(x, y, value.first), dy.set(x, y, value.second);
     }
-  Arguments a;
+  A a;
   a.low = low, a.high = high, a.dst_step = roi.width + variation * 7 % 23;
   const std::vector<Lum8u> edges = run(dx, dy, a, variation);
   Model<T> model(dx, dy, low, high);
@@ -236,7 +235,7 @@ TEST(CannyRules, EqualityAndPlateaus) {
     Plane<decltype(element)> x_plane(roi), y_plane(roi);
     x_plane.fill([&](int x, int y) { return dx[y * roi.width + x]; });
     y_plane.fill([&](int x, int y) { return dy[y * roi.width + x]; });
-    Arguments a;
+    A a;
     a.low = low, a.high = high, a.dst_step = roi.width;
     return run(x_plane, y_plane, a);
   };
@@ -273,14 +272,13 @@ TEST(CannySize, FollowsTheFormula) {
 }
 
 TYPED_TEST(CannyEdges, WrongArguments) {
-  using A = Arguments;
   Plane<TypeParam> dx({5, 3}), dy({5, 3});
   const Plane<Lum8u> edges({5, 3});
   const Block buffer(2000);
   A good;
-  good.src = dx.data(), good.src2 = dy.data(), good.dst = edges.data(), good.buffer = buffer.bytes();
-  good.step = good.step2 = dx.step(), good.dst_step = 5, good.width = 5, good.height = 3;
-  test::expect_check_order("Canny", good,
+  good.set_planes(dx, edges, buffer);
+  good.src2 = dy.data(), good.step2 = dy.step();
+  test::expect_check_order("Canny", kCanny<TypeParam>, good,
                            {{lumStatusNullPointer, &A::src, nullptr},
                             {lumStatusNullPointer, &A::src2, nullptr},
                             {lumStatusNullPointer, &A::dst, nullptr},
@@ -296,8 +294,7 @@ TYPED_TEST(CannyEdges, WrongArguments) {
                             {lumStatusBadArgument, &A::low, -1},
                             {lumStatusBadArgument, &A::low, NAN},
                             {lumStatusBadArgument, &A::high, 9.5f},
-                            {lumStatusBadArgument, &A::high, NAN}},
-                           canny<TypeParam>);
+                            {lumStatusBadArgument, &A::high, NAN}});
   EXPECT_TRUE(edges.untouched() && buffer.untouched());
 }
 

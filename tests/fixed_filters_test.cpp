@@ -3,12 +3,12 @@
 
 namespace {
 
-using test::Arguments;
 using test::Block;
-using test::Fault;
+using test::Function;
 using test::Placement;
 using test::Plane;
 using test::Threads;
+using A = test::Arguments;
 
 // ---- members ----
 
@@ -42,45 +42,37 @@ const Filter kFilters[] = {
 template <class S, class D>
 struct Member {
   std::string name;
-  const Filter* filter;
-  std::function<LumStatus(const Arguments&)> call, size;
   bool divides;
+  Function call, size;
 
-  bool is(const char* name_of_filter) const { return filter->name == name_of_filter; }
-  std::vector<int> masks() const { return filter->taps5.row.empty() ? std::vector{33} : std::vector{33, 55}; }
-  const Kernels& kernels(int mask) const { return mask == 33 ? filter->taps3 : filter->taps5; }
+  const Filter& filter() const {
+    const auto is_this = [&](const Filter& f) { return name.starts_with("lumiFilter" + f.name + "Border_"); };
+    return *std::find_if(std::begin(kFilters), std::end(kFilters), is_this);
+  }
+  bool is(const char* filter_name) const { return filter().name == filter_name; }
+  std::vector<int> masks() const { return filter().taps5.row.empty() ? std::vector{33} : std::vector{33, 55}; }
 };
-
-// What the shapes of functions have in between: a mask size or none, and behind the border value a divisor or none.
-template <class S, class D, class... Size, class... Rest>
-auto member(const char* name, LumStatus (*f)(const S*, int, D*, int, LumSize, Rest...),
-            LumStatus (*size)(LumSize, Size...)) {
-  constexpr bool kMask = sizeof...(Size) == 2, kDivides = sizeof...(Rest) == 4 + kMask;
-  Member<S, D> m = {name + strlen("lumiFilter"), nullptr, {}, {}, kDivides};
-  const auto is_this = [&](const Filter& filter) { return m.name.starts_with(filter.name + "Border_"); };
-  m.filter = std::find_if(std::begin(kFilters), std::end(kFilters), is_this);
-  m.call = [f](const Arguments& a) {
-    const auto call = [&](auto... rest) { return f((const S*)a.src, a.step, (D*)a.dst, a.dst_step, a.roi(), rest...); };
-    const S value = S(a.border_value);
-    if constexpr (kMask && kDivides) return call(a.mask, a.border, value, a.divisor, a.buffer);
-    if constexpr (kMask && !kDivides) return call(a.mask, a.border, value, a.buffer);
-    if constexpr (!kMask && kDivides) return call(a.border, value, a.divisor, a.buffer);
-    if constexpr (!kMask && !kDivides) return call(a.border, value, a.buffer);
-  };
-  m.size = [size](const Arguments& a) {
-    if constexpr (kMask) return size(a.roi(), a.mask, a.bytes);
-    if constexpr (!kMask) return size(a.roi(), a.bytes);
-  };
-  return m;
-}
 
 // body(member) for every member.
 template <class Body>
 void each_member(const Body& body) {
-#define LUM_FIXED(name, size, ...) body(member(#name, name, size));
-#define LUM_FIXED_DIVIDED(name, size, ...) body(member(#name, name, size));
-#define LUM_SCHARR(name, size, ...) body(member(#name, name, size));
-#define LUM_SCHARR_DIVIDED(name, size, ...) body(member(#name, name, size));
+#define MEMBER(name, S, D, divides, ...) \
+  body(Member<S, D>{#name, divides,                                                                                    \
+                    test::function(name, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi, __VA_ARGS__, &A::buffer),
+#define LUM_FIXED(name, size, S, D, filter)                                                                            \
+  MEMBER(name, S, D, false, &A::mask, &A::border, &A::border_value) test::function(size, &A::roi, &A::mask, &A::bytes) \
+  });
+#define LUM_FIXED_DIVIDED(name, size, filter)                                           \
+  MEMBER(name, Lum8u, Lum8s, true, &A::mask, &A::border, &A::border_value, &A::divisor) \
+  test::function(size, &A::roi, &A::mask, &A::bytes)                                    \
+  });
+#define LUM_SCHARR(name, size, S, D, filter)                                                       \
+  MEMBER(name, S, D, false, &A::border, &A::border_value) test::function(size, &A::roi, &A::bytes) \
+  });
+#define LUM_SCHARR_DIVIDED(name, size, filter)                                \
+  MEMBER(name, Lum8u, Lum8s, true, &A::border, &A::border_value, &A::divisor) \
+  test::function(size, &A::roi, &A::bytes)                                    \
+  });
 #include "lumcv/src/lumcvnewconvol.inc"
 }
 
@@ -159,30 +151,29 @@ D finish(Lum32f sum, bool mean, int taps, int, int, int) {
 // ---- results ----
 
 template <class S, class D>
-void run(const Member<S, D>& m, const Plane<S>& src, const Plane<D>& dst, Arguments a, int shift = 0) {
-  int bytes = -1;
-  a.width = src.roi().width, a.height = src.roi().height, a.bytes = &bytes;
-  ASSERT_EQ(lumStatusOk, m.size(a)) << m.name;
-  const Block buffer(bytes, shift);
-  a.src = src.data(), a.step = src.step(), a.dst = dst.data(), a.dst_step = dst.step(), a.buffer = buffer.bytes();
+void run(const Member<S, D>& m, A a, const Plane<S>& src, const Plane<D>& dst, int shift = 0) {
+  a.set_roi(dst.roi());
+  const Block buffer(buffer_bytes(m.size, a), shift);
+  a.set_planes(src, dst, buffer);
   ASSERT_EQ(lumStatusOk, m.call(a)) << m.name;
 }
 
 template <class S, class D>
-void check(const Member<S, D>& m, LumSize roi, Arguments a, std::mt19937& random, Placement place = {}) {
+void check(const Member<S, D>& m, LumSize roi, A a, std::mt19937& random, Placement place = {}) {
   Plane<S> src(roi, 1, {place.padding * int(sizeof(S)), place.shift});
   const Plane<D> dst(roi, 1, {place.padding * int(sizeof(D)), 15 - place.shift});
   const bool extremes = sizeof(S) == 1 && random() % 4 == 0;  // their sums reach furthest
   src.fill([&](int, int) { return extremes ? S(random() % 2 ? 255 : 0) : test::random_element<S>(random); });
   const S value = test::random_element<S>(random);
   a.border_value = value;
-  run(m, src, dst, a, place.shift);
-  const Kernels& k = m.kernels(a.mask);
+  run(m, a, src, dst, place.shift);
+  const Kernels& k = a.mask == 33 ? m.filter().taps3 : m.filter().taps5;
   std::vector<TwoPasses<S, int>> passes = {{src, k.row, k.column, a.border, value}};
   if (!k.row2.empty()) passes.emplace_back(src, k.row2, k.column2, a.border, value);
+  const bool mean = m.is("Lowpass");
   const auto model = [&](int x, int y) {
     const Sum<S> sum = passes.size() == 1 ? passes[0](x, y) : passes[0](x, y) + passes[1](x, y);
-    return finish<D>(sum, m.is("Lowpass"), a.mask / 11, a.divisor, x, roi.width);
+    return finish<D>(sum, mean, a.mask / 11, a.divisor, x, roi.width);
   };
   ASSERT_TRUE(dst.equals(model)) << m.name << ", mask " << a.mask << ", border " << a.border << ", value " << +value
                                  << ", divisor " << a.divisor;
@@ -192,7 +183,7 @@ TEST(FixedFilters, EqualModel) {
   constexpr int kDivisors[] = {1, 2, 3, 8, 16, -5, 100, -1, 2147483647};
   std::mt19937 random(1);
   each_member([&](const auto& m) {
-    Arguments a;
+    A a;
     for (int mask : m.masks()) {
       a.mask = mask;
       const auto check_any = [&](LumSize roi, Placement place) {
@@ -217,7 +208,7 @@ TEST(FixedFilters, ThreadsDoNotChangeResults) {
   each_member([&]<class S, class D>(const Member<S, D>& m) {
     Plane<S> src(roi);
     src.fill([&](int, int) { return test::random_element<S>(random); });
-    Arguments a;
+    A a;
     a.border_value = 7, a.divisor = 3;
     for (int mask : m.masks())
       for (int border : {lumBorderConst, lumBorderWrap}) {
@@ -226,7 +217,7 @@ TEST(FixedFilters, ThreadsDoNotChangeResults) {
         for (int threads : {1, 2, 3, 5}) {
           const Threads scope(threads);
           const Plane<D> dst(roi);
-          run(m, src, dst, a);
+          run(m, a, src, dst);
           if (threads == 1) std::memcpy(serial.data(), dst.data(), size_t(dst.step()) * roi.height);
           ASSERT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); })) << m.name << ", " << threads;
         }
@@ -238,10 +229,9 @@ TEST(FixedFilters, ThreadsDoNotChangeResults) {
 
 TEST(FixedFilters, BufferSizes) {
   each_member([&]<class S, class D>(const Member<S, D>& m) {
-    const bool real = sizeof(S) == 4;
-    int bytes = -1;
-    Arguments a;
-    a.width = 21, a.height = 11, a.bytes = &bytes;  // ceil(width / 16) = 2, ceil(width / 4) = 6
+    const bool real = sizeof(S) == 4, masked = m.masks().size() == 2;
+    A a;
+    a.width = 21, a.height = 11;  // ceil(width / 16) = 2, ceil(width / 4) = 6
     for (int threads : {1, 3})
       for (int mask : m.masks()) {
         const Threads scope(threads);
@@ -252,20 +242,18 @@ TEST(FixedFilters, BufferSizes) {
         const int row = threads * (32 + 4 * (11 + taps) + (real ? 64 * taps + 64 : 36 * taps + 112));
         const int column = real ? 32 : threads * (32 + 4 * (11 + taps) + 12 * 24 + 32);
         a.mask = mask;
-        EXPECT_EQ(lumStatusOk, m.size(a)) << m.name;
-        EXPECT_EQ(threads * (ring + row + column + 32), bytes) << m.name << ", mask " << mask;
+        EXPECT_EQ(threads * (ring + row + column + 32), buffer_bytes(m.size, a)) << m.name << ", mask " << mask;
       }
-
-    bytes = -1;
-    a.mask = 33;
-    std::vector<Fault> faults = {{lumStatusNullPointer, &Arguments::bytes, nullptr},
-                                 {lumStatusBadSize, &Arguments::width, 0},
-                                 {lumStatusBadSize, &Arguments::height, 0}};
-    for (int mask : {0, 35, 53})
-      if (m.masks().size() == 2) faults.push_back({lumStatusBadMaskSize, &Arguments::mask, mask});
-    faults.push_back({lumStatusBadSize, &Arguments::width, INT32_MAX});
-    faults.push_back({lumStatusBadSize, &Arguments::height, INT32_MAX});
-    test::expect_check_order(m.name, a, faults, m.size);
+    int bytes = -1;
+    a.mask = 33, a.bytes = &bytes;
+    test::expect_check_order(m.name, m.size, a,
+                             {{lumStatusNullPointer, &A::bytes, nullptr},
+                              {lumStatusBadSize, &A::width, 0},
+                              {lumStatusBadSize, &A::height, 0},
+                              {lumStatusBadMaskSize, &A::mask, 35, masked},
+                              {lumStatusBadMaskSize, &A::mask, 53, masked},
+                              {lumStatusBadSize, &A::width, INT32_MAX},
+                              {lumStatusBadSize, &A::height, INT32_MAX}});
     EXPECT_EQ(-1, bytes);
   });
 }
@@ -275,28 +263,27 @@ TEST(FixedFilters, WrongArguments) {
     const LumSize roi = {8, 2};
     Plane<S> src(roi);
     const Plane<D> dst(roi);
-    src.fill([](int, int) { return 1; });
     const Block buffer(16384);
-    Arguments good;
-    good.src = src.data(), good.step = src.step(), good.dst = dst.data(), good.dst_step = dst.step();
-    good.width = 8, good.height = 2, good.buffer = buffer.bytes();
-
-    using A = Arguments;
-    std::vector<Fault> faults = {{lumStatusNullPointer, &A::src, nullptr},
-                                 {lumStatusNullPointer, &A::dst, nullptr},
-                                 {lumStatusNullPointer, &A::buffer, nullptr},
-                                 {lumStatusBadSize, &A::width, 0},
-                                 {lumStatusBadSize, &A::height, -1},
-                                 {lumStatusBadStep, &A::step, src.step() - 1},
-                                 {lumStatusBadStep, &A::dst_step, dst.step() - 1},
-                                 {lumStatusBadStep, &A::width, test::wrapping_width(sizeof(S))}};
-    if (sizeof(S) > 1) faults.push_back({lumStatusStepNotPixelMultiple, &A::step, src.step() + 1});
-    if (sizeof(D) > 1) faults.push_back({lumStatusStepNotPixelMultiple, &A::dst_step, dst.step() + 1});
-    for (int border : {5, -1}) faults.push_back({lumStatusBadArgument, &A::border, border});
-    if (m.divides) faults.push_back({lumStatusBadArgument, &A::divisor, 0});
-    for (int mask : {0, 35})
-      if (m.masks().size() == 2) faults.push_back({lumStatusBadMaskSize, &A::mask, mask});
-    test::expect_check_order(m.name, good, faults, m.call);
+    src.fill([](int, int) { return 1; });
+    A good;
+    good.set_planes(src, dst, buffer);
+    const bool masked = m.masks().size() == 2;
+    test::expect_check_order(m.name, m.call, good,
+                             {{lumStatusNullPointer, &A::src, nullptr},
+                              {lumStatusNullPointer, &A::dst, nullptr},
+                              {lumStatusNullPointer, &A::buffer, nullptr},
+                              {lumStatusBadSize, &A::width, 0},
+                              {lumStatusBadSize, &A::height, -1},
+                              {lumStatusBadStep, &A::step, src.step() - 1},
+                              {lumStatusBadStep, &A::dst_step, dst.step() - 1},
+                              {lumStatusBadStep, &A::width, test::wrapping_width(sizeof(S))},
+                              {lumStatusStepNotPixelMultiple, &A::step, src.step() + 1, sizeof(S) > 1},
+                              {lumStatusStepNotPixelMultiple, &A::dst_step, dst.step() + 1, sizeof(D) > 1},
+                              {lumStatusBadArgument, &A::border, 5},
+                              {lumStatusBadArgument, &A::border, -1},
+                              {lumStatusBadArgument, &A::divisor, 0, m.divides},
+                              {lumStatusBadMaskSize, &A::mask, 0, masked},
+                              {lumStatusBadMaskSize, &A::mask, 35, masked}});
     EXPECT_TRUE(dst.untouched() && buffer.untouched()) << m.name;
     EXPECT_EQ(lumStatusOk, m.call(good)) << m.name;
   });
@@ -304,11 +291,9 @@ TEST(FixedFilters, WrongArguments) {
 
 // ---- Gaussian ----
 
-LumStatus gauss(const Arguments& a) {
-  return lumiFilterGaussBorder_32f_C1R((const Lum32f*)a.src, a.step, (Lum32f*)a.dst, a.dst_step, a.roi(), a.taps,
-                                       a.sigma, a.border, Lum32f(a.border_value), a.buffer);
-}
-LumStatus gauss_size(const Arguments& a) { return lumiFilterGaussGetBufferSize_32f_C1R(a.roi(), a.taps, a.bytes); }
+const Function kGauss = test::function(lumiFilterGaussBorder_32f_C1R, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi,
+                                       &A::taps, &A::sigma, &A::border, &A::border_value, &A::buffer);
+const Function kGaussSize = test::function(lumiFilterGaussGetBufferSize_32f_C1R, &A::roi, &A::taps, &A::bytes);
 
 std::vector<Lum32f> gauss_taps(int n, Lum32f sigma) {
   std::vector<Lum64f> taps;
@@ -325,15 +310,13 @@ void check_gauss(LumSize roi, int taps, Lum32f sigma, int border, Placement plac
   Plane<Lum32f> src(roi, 1, place), dst(roi, 1, {place.padding, 15 - place.shift});
   src.fill([&](int, int) { return test::random_element<Lum32f>(random); });
   const Lum32f value = test::random_element<Lum32f>(random);
-  Arguments a;
-  int bytes = -1;
-  a.width = roi.width, a.height = roi.height, a.taps = taps, a.sigma = sigma, a.border = border, a.bytes = &bytes;
-  ASSERT_EQ(lumStatusOk, gauss_size(a));
-  ASSERT_EQ((((roi.width + 3) / 4 * 4 + taps) * (roi.height + taps) + taps) * 4 + 64, bytes);
+  A a;
+  a.set_roi(roi), a.taps = taps, a.sigma = sigma, a.border = border, a.border_value = value;
+  const int bytes = (((roi.width + 3) / 4 * 4 + taps) * (roi.height + taps) + taps) * 4 + 64;
+  ASSERT_EQ(bytes, buffer_bytes(kGaussSize, a));
   const Block buffer(bytes, place.shift);
-  a.src = src.data(), a.step = src.step(), a.dst = dst.data(), a.dst_step = dst.step(), a.buffer = buffer.bytes();
-  a.border_value = value;
-  ASSERT_EQ(lumStatusOk, gauss(a));
+  a.set_planes(src, dst, buffer);
+  ASSERT_EQ(lumStatusOk, kGauss(a));
   const auto kernel = gauss_taps(taps, sigma);
   ASSERT_TRUE(dst.equals(TwoPasses<Lum32f, Lum32f>(src, kernel, kernel, border, value)))
       << roi.width << "x" << roi.height << ", " << taps << " taps, sigma " << sigma << ", border " << border;
@@ -356,37 +339,34 @@ TEST(Gauss, EqualsModel) {
 }
 
 TEST(Gauss, WrongArguments) {
-  using A = Arguments;
-  Plane<Lum32f> src({8, 2}), dst({8, 2});
+  const Plane<Lum32f> src({8, 2}), dst({8, 2});
   const Block buffer(4096);
   int bytes = -1;
   A good;
-  good.src = src.data(), good.dst = dst.data(), good.buffer = buffer.bytes(), good.bytes = &bytes;
-  good.width = 8, good.height = 2, good.step = good.dst_step = 8;  // bytes of a step are compared with pixels
-  const std::vector<Fault> faults = {{lumStatusNullPointer, &A::src, nullptr},
-                                     {lumStatusNullPointer, &A::dst, nullptr},
-                                     {lumStatusNullPointer, &A::buffer, nullptr},
-                                     {lumStatusBadSize, &A::height, 0},
-                                     {lumStatusBadSize, &A::width, 0},
-                                     {lumStatusBadStep, &A::step, 7},
-                                     {lumStatusBadStep, &A::dst_step, 7},
-                                     {lumStatusBadArgument, &A::taps, 4},
-                                     {lumStatusBadArgument, &A::taps, 1},
-                                     {lumStatusBadArgument, &A::sigma, 0},
-                                     {lumStatusBadArgument, &A::sigma, NAN},
-                                     {lumStatusBadArgument, &A::border, 5},
-                                     {lumStatusBadArgument, &A::border, -1}};
-  test::expect_check_order("Gauss", good, faults, gauss);
-  EXPECT_TRUE(dst.untouched() && buffer.untouched());
-  test::expect_check_order("Gauss size", good,
+  good.set_planes(src, dst, buffer);
+  good.step = good.dst_step = 8, good.bytes = &bytes;  // the bytes of a step are compared with pixels
+  test::expect_check_order("Gauss", kGauss, good,
+                           {{lumStatusNullPointer, &A::src, nullptr},
+                            {lumStatusNullPointer, &A::dst, nullptr},
+                            {lumStatusNullPointer, &A::buffer, nullptr},
+                            {lumStatusBadSize, &A::height, 0},
+                            {lumStatusBadSize, &A::width, 0},
+                            {lumStatusBadStep, &A::step, 7},
+                            {lumStatusBadStep, &A::dst_step, 7},
+                            {lumStatusBadArgument, &A::taps, 4},
+                            {lumStatusBadArgument, &A::taps, 1},
+                            {lumStatusBadArgument, &A::sigma, 0},
+                            {lumStatusBadArgument, &A::sigma, NAN},
+                            {lumStatusBadArgument, &A::border, 5},
+                            {lumStatusBadArgument, &A::border, -1}});
+  test::expect_check_order("Gauss size", kGaussSize, good,
                            {{lumStatusNullPointer, &A::bytes, nullptr},
                             {lumStatusBadSize, &A::width, 0},
                             {lumStatusBadSize, &A::height, 0},
                             {lumStatusBadArgument, &A::taps, 2},
                             {lumStatusBadArgument, &A::taps, 1},
-                            {lumStatusBadSize, &A::height, 1 << 27}},
-                           gauss_size);
-  EXPECT_EQ(-1, bytes);
+                            {lumStatusBadSize, &A::height, 1 << 27}});
+  EXPECT_TRUE(dst.untouched() && buffer.untouched() && bytes == -1);
 }
 
 }  // namespace
