@@ -20,63 +20,44 @@ const Function kSize = test::function(lumiCannyGetSize, &A::roi, &A::bytes);
 
 // ---- model ----
 
-// Magnitude and thresholds as the element type compares them.
-template <class T>
-struct Rule {
-  static constexpr bool kInteger = std::is_same_v<T, Lum16s>;
-  using Magnitude = std::conditional_t<kInteger, long long, float>;
-  Magnitude low, high;
-  Rule(float low_, float high_) : low(threshold(low_)), high(threshold(high_)) {}
-  static Magnitude threshold(float t) {
-    if constexpr (kInteger) return t < 2147483648.f ? (long long)t : INT32_MAX;
-    return Magnitude(t);
-  }
-  Magnitude operator()(T dx, T dy) const {
-    const Magnitude m = std::abs(Magnitude(dx)) + std::abs(Magnitude(dy));
-    if constexpr (kInteger) return std::min(m, 65535LL) > low ? std::min(m, 65535LL) : 0;
-    return m < low ? 0 : m;
-  }
-};
-
-// Components of candidates are joined pixel by pixel; those with a seed in them are edges.
+// Edges grow from the seeds, pixel by pixel. Single precision holds every magnitude and threshold of 16s exactly.
 template <class T>
 struct Model {
+  static constexpr bool kInteger = sizeof(T) == 2;
   const Plane<T>&dx, &dy;
-  LumSize roi;
-  Rule<T> rule;
-  std::vector<typename Rule<T>::Magnitude> m;
-  std::vector<int> parent;    // in the forest of components, -1 beside it
-  std::vector<char> is_edge;  // valid for roots
+  const LumSize roi = dx.roi();
+  const float low, high;
+  std::vector<float> magnitudes;
+  std::vector<Lum8u> edges;
 
-  Model(const Plane<T>& dx_, const Plane<T>& dy_, float low, float high)
-      : dx(dx_), dy(dy_), roi(dx_.roi()), rule(low, high), m(size_t(roi.width) * roi.height), parent(m.size(), -1),
-        is_edge(m.size()) {
-    const int w = roi.width, n = int(m.size());
-    for (int i = 0; i < n; ++i) m[i] = rule(dx.get(i % w, i / w), dy.get(i % w, i / w));
-    for (int i = 0; i < n; ++i)
-      if (candidate(i % w, i / w)) parent[i] = i;
-    for (int i = 0; i < n; ++i)
-      for (const auto& [x, y] : {std::pair(-1, -1), std::pair(0, -1), std::pair(1, -1), std::pair(-1, 0)}) {
-        if (i % w + x < 0 || i % w + x >= w || i / w + y < 0) continue;
-        const int j = i + y * w + x;
-        if (parent[i] >= 0 && parent[j] >= 0) parent[root(i)] = root(j);
+  Model(const Plane<T>& dx_, const Plane<T>& dy_, float low_, float high_)
+      : dx(dx_), dy(dy_), low(kInteger ? std::trunc(low_) : low_), high(kInteger ? std::trunc(high_) : high_),
+        edges(size_t(roi.width) * roi.height) {
+    for (int y = 0; y < roi.height; ++y)
+      for (int x = 0; x < roi.width; ++x) {
+        const float m = std::abs(float(dx.get(x, y))) + std::abs(float(dy.get(x, y)));
+        magnitudes.push_back(kInteger ? (m > low ? std::min(m, 65535.f) : 0) : m < low ? 0 : m);
       }
-    for (int i = 0; i < n; ++i)
-      if (parent[i] >= 0 && m[i] > rule.high) is_edge[root(i)] = 1;
+    std::vector<LumPoint> stack;
+    const auto visit = [&](int x, int y, bool is_edge) {
+      if (!is_edge || !candidate(x, y) || edge(x, y)) return;
+      edges[size_t(y) * roi.width + x] = 255;
+      stack.push_back({x, y});
+    };
+    for (int y = 0; y < roi.height; ++y)
+      for (int x = 0; x < roi.width; ++x)
+        for (visit(x, y, at(x, y) > high); !stack.empty();) {
+          const LumPoint p = stack.back();
+          stack.pop_back();
+          for (int i = 0; i < 9; ++i) visit(p.x + i % 3 - 1, p.y + i / 3 - 1, true);
+        }
   }
-  int root(int i) {
-    while (parent[i] != i) i = parent[i] = parent[parent[i]];
-    return i;
-  }
-  Lum8u edge(int x, int y) {
-    const int i = y * roi.width + x;
-    return parent[i] >= 0 && is_edge[root(i)] ? 255 : 0;
-  }
-  typename Rule<T>::Magnitude at(int x, int y) const {
-    return x < 0 || y < 0 || x >= roi.width || y >= roi.height ? 0 : m[size_t(y) * roi.width + x];
+  Lum8u edge(int x, int y) const { return edges[size_t(y) * roi.width + x]; }
+  float at(int x, int y) const {
+    return x < 0 || y < 0 || x >= roi.width || y >= roi.height ? 0 : magnitudes[size_t(y) * roi.width + x];
   }
   bool candidate(int x, int y) const {
-    const auto here = at(x, y);
+    const float here = at(x, y);
     if (here == 0) return false;
     const float ax = std::abs(float(dx.get(x, y))), ay = std::abs(float(dy.get(x, y)));
     if (ay < ax * 0.41421357f) return at(x - 1, y) < here && at(x + 1, y) <= here;

@@ -53,26 +53,25 @@ struct Member {
   std::vector<int> masks() const { return filter().taps5.row.empty() ? std::vector{33} : std::vector{33, 55}; }
 };
 
+template <class S, class D>
+Member<S, D> member(const char* name, bool divides, Function size, auto function, auto... rest) {
+  return {name, divides,
+          test::function(function, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi, rest..., &A::buffer), size};
+}
+const auto size_of = [](auto function, auto... rest) { return test::function(function, &A::roi, rest..., &A::bytes); };
+
 // body(member) for every member.
 template <class Body>
 void each_member(const Body& body) {
-#define MEMBER(name, S, D, divides, ...) \
-  body(Member<S, D>{#name, divides,                                                                                    \
-                    test::function(name, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi, __VA_ARGS__, &A::buffer),
-#define LUM_FIXED(name, size, S, D, filter)                                                                            \
-  MEMBER(name, S, D, false, &A::mask, &A::border, &A::border_value) test::function(size, &A::roi, &A::mask, &A::bytes) \
-  });
-#define LUM_FIXED_DIVIDED(name, size, filter)                                           \
-  MEMBER(name, Lum8u, Lum8s, true, &A::mask, &A::border, &A::border_value, &A::divisor) \
-  test::function(size, &A::roi, &A::mask, &A::bytes)                                    \
-  });
-#define LUM_SCHARR(name, size, S, D, filter)                                                       \
-  MEMBER(name, S, D, false, &A::border, &A::border_value) test::function(size, &A::roi, &A::bytes) \
-  });
-#define LUM_SCHARR_DIVIDED(name, size, filter)                                \
-  MEMBER(name, Lum8u, Lum8s, true, &A::border, &A::border_value, &A::divisor) \
-  test::function(size, &A::roi, &A::bytes)                                    \
-  });
+#define LUM_FIXED(name, size, S, D, filter) \
+  body(member<S, D>(#name, false, size_of(size, &A::mask), name, &A::mask, &A::border, &A::border_value));
+#define LUM_FIXED_DIVIDED(name, size, filter)                                                                   \
+  body(member<Lum8u, Lum8s>(#name, true, size_of(size, &A::mask), name, &A::mask, &A::border, &A::border_value, \
+                            &A::divisor));
+#define LUM_SCHARR(name, size, S, D, filter) \
+  body(member<S, D>(#name, false, size_of(size), name, &A::border, &A::border_value));
+#define LUM_SCHARR_DIVIDED(name, size, filter) \
+  body(member<Lum8u, Lum8s>(#name, true, size_of(size), name, &A::border, &A::border_value, &A::divisor));
 #include "lumcv/src/lumcvnewconvol.inc"
 }
 
@@ -81,32 +80,20 @@ void each_member(const Body& body) {
 template <class S>
 using Sum = decltype(S() + S());
 
-// One correlation of taps and values; integers exactly, floats in ascending order. 5-tap Dx cancels in pairs.
-int correlate(const Taps& taps, const std::vector<int>& e) {
-  int sum = 0;
-  for (size_t k = 0; k < taps.size(); ++k) sum += taps[k] * e[k];
-  return sum;
-}
-template <class Tap>
-Lum32f correlate(const std::vector<Tap>& taps, const std::vector<Lum32f>& e) {
-  if constexpr (std::is_same_v<Tap, int>) {
+// One correlation; floats in ascending order, without taps of 0. 5-tap Dx cancels in pairs.
+template <class Tap, class T>
+T correlate(const std::vector<Tap>& taps, const std::vector<T>& e) {
+  constexpr bool kFixed = std::is_same_v<Tap, int>;
+  if constexpr (kFixed && std::is_same_v<T, Lum32f>) {
     if (taps == kDx5) return (e[4] - e[0]) + 2 * (e[3] - e[1]);
     if (taps == kDxNeg5) return (e[0] - e[4]) + 2 * (e[1] - e[3]);
     if (taps == kSobelNeg3) return -correlate(kSobel3, e);
     if (taps == kSobelNeg5) return -correlate(kSobel5, e);
   }
-  std::vector<Lum32f> products;
-  for (size_t k = 0; k < taps.size(); ++k)
-    if (taps[k] != 0 || !std::is_same_v<Tap, int>) products.push_back(Lum32f(taps[k]) * e[k]);
-  return std::accumulate(products.begin() + 1, products.end(), products[0]);
-}
-// What a row of nothing but the border value becomes.
-template <class S>
-Sum<S> constant_sum(const Taps& taps, S value) {
-  return value * std::accumulate(taps.begin(), taps.end(), 0);
-}
-Lum32f constant_sum(const std::vector<Lum32f>& taps, Lum32f value) {
-  return correlate(taps, std::vector<Lum32f>(taps.size(), value));
+  T sum = T(taps[0]) * e[0];
+  for (size_t k = 1; k < taps.size(); ++k)
+    if (taps[k] != 0 || !kFixed) sum += T(taps[k]) * e[k];
+  return sum;
 }
 
 // Row taps on every row of the extended image, column taps on the sums.
@@ -118,16 +105,19 @@ struct TwoPasses {
   TwoPasses(const Plane<S>& src, const std::vector<Tap>& row, const std::vector<Tap>& column_, int border, S value)
       : column(column_) {
     const int n = int(row.size()), half = n / 2, width = src.roi().width, height = src.roi().height;
-    std::vector<Sum<S>> e(n);
+    std::vector<Sum<S>> e(n, value);
+    // The row sum of nothing but the border value; the fixed filters multiply by the sum of their taps.
+    const Sum<S> outside =
+        std::is_same_v<Tap, int> ? value * int(std::accumulate(row.begin(), row.end(), Tap(0))) : correlate(row, e);
     for (int y = -half; y < height + half; ++y) {
       const int at_y = test::border_walk(y, height, border);
-      auto& sums = rows.emplace_back();
-      for (int x = 0; x < width; ++x) {
-        for (int k = 0; k < n && at_y >= 0; ++k) {
+      auto& sums = rows.emplace_back(width, outside);
+      for (int x = 0; x < width && at_y >= 0; ++x) {
+        for (int k = 0; k < n; ++k) {
           const int at_x = test::border_walk(x + k - half, width, border);
           e[k] = at_x < 0 ? value : src.get(at_x, at_y);
         }
-        sums.push_back(at_y < 0 ? constant_sum(row, value) : correlate(row, e));
+        sums[x] = correlate(row, e);
       }
     }
   }
@@ -137,16 +127,6 @@ struct TwoPasses {
     return correlate(column, e);
   }
 };
-
-template <class D>
-D finish(int sum, bool mean, int taps, int divisor, int x, int width) {
-  if (mean) return D(std::min(255, taps == 3 ? (sum + 5) * 7280 >> 16 : sum * 2621 >> 16));
-  return sizeof(D) == 1 ? test::scaled<D>(float(sum), divisor, x, width) : D(sum);
-}
-template <class D>
-D finish(Lum32f sum, bool mean, int taps, int, int, int) {
-  return !mean ? sum : sum * (taps == 3 ? 1.0f / 9 : 1.0f / 25);
-}
 
 // ---- results ----
 
@@ -170,10 +150,13 @@ void check(const Member<S, D>& m, LumSize roi, A a, std::mt19937& random, Placem
   const Kernels& k = a.mask == 33 ? m.filter().taps3 : m.filter().taps5;
   std::vector<TwoPasses<S, int>> passes = {{src, k.row, k.column, a.border, value}};
   if (!k.row2.empty()) passes.emplace_back(src, k.row2, k.column2, a.border, value);
-  const bool mean = m.is("Lowpass");
+  const bool mean = m.is("Lowpass"), small = a.mask == 33;
   const auto model = [&](int x, int y) {
     const Sum<S> sum = passes.size() == 1 ? passes[0](x, y) : passes[0](x, y) + passes[1](x, y);
-    return finish<D>(sum, mean, a.mask / 11, a.divisor, x, roi.width);
+    if constexpr (sizeof(D) == 4) return !mean ? sum : sum * (small ? 1.0f / 9 : 1.0f / 25);
+    if constexpr (sizeof(D) == 2) return D(sum);
+    if (mean) return D(std::min(255, small ? int(sum + 5) * 7280 >> 16 : int(sum) * 2621 >> 16));
+    return test::scaled<D>(float(sum), a.divisor, x, roi.width);
   };
   ASSERT_TRUE(dst.equals(model)) << m.name << ", mask " << a.mask << ", border " << a.border << ", value " << +value
                                  << ", divisor " << a.divisor;
