@@ -47,43 +47,29 @@ struct Call {
   const char* name;
   LumStatus (*run)(int* bytes, Lum8u* out, Lum8u* buffer);
 };
+#define CALL(name, size, run)                                                                                        \
+  {                                                                                                                  \
+    name, [](int* bytes, [[maybe_unused]] Lum8u* out, [[maybe_unused]] Lum8u* buffer) { return bytes ? size : run; } \
+  }
 const Call kCalls[] = {
-    {"row pass",
-     [](int* bytes, Lum8u* out, Lum8u* buffer) {
-       if (bytes) return lumiFilterRowBorderPipelineGetBufferSize_8u16s_C1R(kRoi, 5, bytes);
-       return lumiFilterRowBorderPipeline_8u16s_C1R(input<Lum8u>(), 257, rows_of((Lum16s*)out, 257).data(), kRoi,
-                                                    input<Lum16s>(), 5, 2, lumBorderMirr, 0, 7, buffer);
-     }},
-    {"row pass whose slices share the buffer",
-     [](int* bytes, Lum8u* out, Lum8u* buffer) {
-       if (bytes) return lumiFilterRowBorderPipelineGetBufferSize_16s_C3R(kRoi, 171, bytes);
-       return lumiFilterRowBorderPipeline_16s_C3R(input<Lum16s>(), 6 * 257, rows_of((Lum16s*)out, 3 * 257).data(), kRoi,
-                                                  input<Lum16s>(), 171, 80, lumBorderWrap, 0, 777, buffer);
-     }},
-    {"column pass",
-     [](int* bytes, Lum8u* out, Lum8u* buffer) {
-       const LumSize roi = {257, 386};
-       if (bytes) return lumiFilterColumnPipelineGetBufferSize_16s_C1R(roi, 5, bytes);
-       return lumiFilterColumnPipeline_16s_C1R(rows_of(input<Lum16s>(), 257).data(), (Lum16s*)out, 2 * 257, roi,
-                                               input<Lum16s>(), 5, 9, buffer);
-     }},
-    {"Sobel",
-     [](int* bytes, Lum8u* out, Lum8u* buffer) {
-       if (bytes) return lumiFilterSobelHorizGetBufferSize_8u16s_C1R(kRoi, lumMaskSize5x5, bytes);
-       return lumiFilterSobelHorizBorder_8u16s_C1R(input<Lum8u>(), 257, (Lum16s*)out, 2 * 257, kRoi, lumMaskSize5x5,
-                                                   lumBorderWrap, 0, buffer);
-     }},
-    {"Gauss",
-     [](int* bytes, Lum8u* out, Lum8u* buffer) {
-       if (bytes) return lumiFilterGaussGetBufferSize_32f_C1R(kRoi, 7, bytes);
-       return lumiFilterGaussBorder_32f_C1R(input<Lum32f>(), 4 * 257, (Lum32f*)out, 4 * 257, kRoi, 7, 2, lumBorderMirrR,
-                                            0, buffer);
-     }},
-    {"Canny", [](int* bytes, Lum8u* out, Lum8u* buffer) {
-       if (bytes) return lumiCannyGetSize(kRoi, bytes);
-       return lumiCanny_16s8u_C1R(input<Lum16s>(), 2 * 257, input<Lum16s>() + kPixels, 2 * 257, out, 257, kRoi, 9000,
-                                  50000, buffer);
-     }}};
+    CALL("row pass", lumiFilterRowBorderPipelineGetBufferSize_8u16s_C1R(kRoi, 5, bytes),
+         lumiFilterRowBorderPipeline_8u16s_C1R(input<Lum8u>(), 257, rows_of((Lum16s*)out, 257).data(), kRoi,
+                                               input<Lum16s>(), 5, 2, lumBorderMirr, 0, 7, buffer)),
+    CALL("row pass whose slices share the buffer", lumiFilterRowBorderPipelineGetBufferSize_16s_C3R(kRoi, 171, bytes),
+         lumiFilterRowBorderPipeline_16s_C3R(input<Lum16s>(), 6 * 257, rows_of((Lum16s*)out, 3 * 257).data(), kRoi,
+                                             input<Lum16s>(), 171, 80, lumBorderWrap, 0, 777, buffer)),
+    CALL("column pass", lumiFilterColumnPipelineGetBufferSize_16s_C1R({257, 386}, 5, bytes),
+         lumiFilterColumnPipeline_16s_C1R(rows_of(input<Lum16s>(), 257).data(), (Lum16s*)out, 2 * 257, {257, 386},
+                                          input<Lum16s>(), 5, 9, buffer)),
+    CALL("Sobel", lumiFilterSobelHorizGetBufferSize_8u16s_C1R(kRoi, lumMaskSize5x5, bytes),
+         lumiFilterSobelHorizBorder_8u16s_C1R(input<Lum8u>(), 257, (Lum16s*)out, 2 * 257, kRoi, lumMaskSize5x5,
+                                              lumBorderWrap, 0, buffer)),
+    CALL("Gauss", lumiFilterGaussGetBufferSize_32f_C1R(kRoi, 7, bytes),
+         lumiFilterGaussBorder_32f_C1R(input<Lum32f>(), 4 * 257, (Lum32f*)out, 4 * 257, kRoi, 7, 2, lumBorderMirrR, 0,
+                                       buffer)),
+    CALL("Canny", lumiCannyGetSize(kRoi, bytes),
+         lumiCanny_16s8u_C1R(input<Lum16s>(), 2 * 257, input<Lum16s>() + kPixels, 2 * 257, out, 257, kRoi, 9000, 50000,
+                             buffer))};
 
 using Bytes = std::vector<Lum8u>;
 
@@ -288,18 +274,9 @@ TEST(HugePlanes, EqualSmallOnes) {
     return lumiFilterRowBorderPipeline_8u16s_C1R(src.data(), src.step(), rows, kFar, input<Lum16s>(), 5, 2,
                                                  lumBorderWrap, 0, 3, buffer);
   })));
-  EXPECT_TRUE((same_when_far<Lum16s, Lum8u>([](const auto& src, const auto& dst, Lum8u* buffer) {
-    const Lum16s* rows[kFar.height + 2];
-    for (int y = 0; y < kFar.height + 2; ++y) rows[y] = src.row(y % kFar.height);
-    return lumiFilterColumnPipeline_16s8u_C1R(rows, dst.data(), dst.step(), kFar, input<Lum16s>(), 3, 3, buffer);
-  })));
   EXPECT_TRUE((same_when_far<Lum8u, Lum16s>([](const auto& src, const auto& dst, Lum8u* buffer) {
     return lumiFilterSobelVertBorder_8u16s_C1R(src.data(), src.step(), dst.data(), dst.step(), kFar, lumMaskSize5x5,
                                                lumBorderMirr, 0, buffer);
-  })));
-  EXPECT_TRUE((same_when_far<Lum32f, Lum32f>([](const auto& src, const auto& dst, Lum8u* buffer) {
-    return lumiFilterGaussBorder_32f_C1R(src.data(), src.step(), dst.data(), dst.step(), kFar, 5, 1, lumBorderMirrR, 0,
-                                         buffer);
   })));
   const auto canny = [](const auto& src, const auto& dst, Lum8u* buffer) {  // would write all padding of far results
     return lumiCanny_16s8u_C1R(src.data(), src.step(), src.data(), src.step(), dst.data(), dst.step(), kFar, 100, 20000,
