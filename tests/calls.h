@@ -40,10 +40,12 @@ struct Arguments {
   }
 };
 
+using A = Arguments;
+
 // A function of the library; `arguments` tells which of them each of its parameters is.
 using Function = std::function<LumStatus(const Arguments&)>;
-template <class... P, class... A>
-Function function(LumStatus (*f)(P...), A... arguments) {
+template <class... P, class... Argument>
+Function function(LumStatus (*f)(P...), Argument... arguments) {
   return [=](const Arguments& a) { return f((P)std::invoke(arguments, a)...); };
 }
 
@@ -54,15 +56,24 @@ inline int buffer_bytes(const Function& size, Arguments a) {
   return bytes;
 }
 
-// A wrong argument and the status it is answered with; not every function has every argument.
+// A wrong argument and the status it is answered with; Ok where a function does not have the argument.
 struct Fault {
   LumStatus status;
   std::function<void(Arguments&)> make;
-
-  template <class T>
-  Fault(LumStatus status_, T Arguments::*argument, std::type_identity_t<T> value, bool applies = true)
-      : status(applies ? status_ : lumStatusOk), make([=](Arguments& a) { a.*argument = value; }) {}
 };
+template <LumStatus status>
+constexpr auto wrong = []<class T>(T A::*argument, std::type_identity_t<T> value, bool applies = true) {
+  return Fault{applies ? status : LumStatus(lumStatusOk), [=](Arguments& a) { a.*argument = value; }};
+};
+constexpr auto null = [](auto argument, bool applies = true) {
+  return wrong<lumStatusNullPointer>(argument, nullptr, applies);
+};
+constexpr auto bad_size = wrong<lumStatusBadSize>;
+constexpr auto bad_step = wrong<lumStatusBadStep>;
+constexpr auto odd_step = wrong<lumStatusStepNotPixelMultiple>;
+constexpr auto bad_anchor = wrong<lumStatusBadAnchor>;
+constexpr auto bad_mask = wrong<lumStatusBadMaskSize>;
+constexpr auto bad_argument = wrong<lumStatusBadArgument>;
 
 // A width whose row of pixels takes so many bytes that a product of 32 bits would accept any step.
 constexpr int wrapping_width(int pixel_bytes) {

@@ -3,20 +3,17 @@
 
 namespace {
 
-using test::Block;
-using test::Function;
-using test::Plane;
-using A = test::Arguments;
+using namespace test;
 
 template <class T>
 const Function kCanny = [](const A& a) {
   const auto with = [](auto f) {
-    return test::function(f, &A::src, &A::step, &A::src2, &A::step2, &A::dst, &A::dst_step, &A::roi, &A::low, &A::high,
-                          &A::buffer);
+    return function(f, &A::src, &A::step, &A::src2, &A::step2, &A::dst, &A::dst_step, &A::roi, &A::low, &A::high,
+                    &A::buffer);
   };
   return sizeof(T) == 2 ? with(lumiCanny_16s8u_C1R)(a) : with(lumiCanny_32f8u_C1R)(a);
 };
-const Function kSize = test::function(lumiCannyGetSize, &A::roi, &A::bytes);
+const Function kSize = function(lumiCannyGetSize, &A::roi, &A::bytes);
 
 // ---- model ----
 
@@ -115,7 +112,7 @@ std::pair<T, T> random_gradient(int kind, int x, int y, std::mt19937& random) {
   const auto end = [&] { return T((std::is_same_v<T, Lum16s> ? kIntegers : kReals)[random() % 10]); };
   const float wave = 3 * std::sin(x * 0.31f + y * 0.17f) + std::sin(y * 0.7f - x * 0.05f);
   switch (kind) {
-    case 0: return {test::random_element<T>(random), test::random_element<T>(random)};
+    case 0: return {random_element<T>(random), random_element<T>(random)};
     case 1: return {few(), few()};
     case 2: return {small(), small()};
     case 3: return {random() % 2 ? end() : few(), random() % 2 ? end() : few()};
@@ -210,28 +207,6 @@ TYPED_TEST(CannyEdges, BothPairWidths) {
   }
 }
 
-// Equality at the thresholds, which the two element types judge differently, and who wins on plateaus.
-TEST(CannyRules, EqualityAndPlateaus) {
-  const auto edges = [](auto element, LumSize roi, float low, float high, std::vector<int> dx, std::vector<int> dy) {
-    Plane<decltype(element)> x_plane(roi), y_plane(roi);
-    x_plane.fill([&](int x, int y) { return dx[y * roi.width + x]; });
-    y_plane.fill([&](int x, int y) { return dy[y * roi.width + x]; });
-    A a;
-    a.low = low, a.high = high, a.dst_step = roi.width;
-    return run(x_plane, y_plane, a);
-  };
-  using Bytes = std::vector<Lum8u>;
-  const Lum16s integer = 0;
-  const Lum32f real = 0;
-  EXPECT_EQ(edges(integer, {1, 1}, 99.9f, 99.9f, {-60}, {40}), Bytes{255});
-  EXPECT_EQ(edges(integer, {2, 2}, 100, 100, {100, 0, 0, 101}, {0, 0, 0, 0}), (Bytes{0, 0, 0, 255}));
-  EXPECT_EQ(edges(real, {2, 2}, 100, 100, {100, 0, 0, 101}, {0, 0, 0, 0}), (Bytes{255, 0, 0, 255}));
-  EXPECT_EQ(edges(integer, {4, 1}, 10, 20, {0, 90, -90, 0}, {0, 0, 0, 0}), (Bytes{0, 255, 0, 0}));
-  EXPECT_EQ(edges(real, {1, 4}, 10, 20, {0, 0, 0, 0}, {0, 90, -90, 0}), (Bytes{0, 255, 0, 0}));
-  EXPECT_EQ(edges(integer, {2, 2}, 10, 20, {70, 0, 0, 70}, {70, 0, 0, 70}), (Bytes{0, 0, 0, 0}));
-  EXPECT_EQ(edges(real, {2, 2}, 10, 20, {70, 0, 0, 70}, {-70, 0, 0, -70}), (Bytes{255, 0, 0, 255}));
-}
-
 // ---- sizes and arguments ----
 
 TEST(CannySize, FollowsTheFormula) {
@@ -259,23 +234,12 @@ TYPED_TEST(CannyEdges, WrongArguments) {
   A good;
   good.set_planes(dx, edges, buffer);
   good.src2 = dy.data(), good.step2 = dy.step();
-  test::expect_check_order("Canny", kCanny<TypeParam>, good,
-                           {{lumStatusNullPointer, &A::src, nullptr},
-                            {lumStatusNullPointer, &A::src2, nullptr},
-                            {lumStatusNullPointer, &A::dst, nullptr},
-                            {lumStatusNullPointer, &A::buffer, nullptr},
-                            {lumStatusBadSize, &A::width, 0},
-                            {lumStatusBadSize, &A::height, -3},
-                            {lumStatusBadStep, &A::step, dx.step() - 1},
-                            {lumStatusBadStep, &A::step2, -dx.step()},
-                            {lumStatusBadStep, &A::dst_step, 4},
-                            {lumStatusBadStep, &A::width, test::wrapping_width(sizeof(TypeParam))},
-                            {lumStatusStepNotPixelMultiple, &A::step, dx.step() + 1},
-                            {lumStatusStepNotPixelMultiple, &A::step2, dx.step() + 1},
-                            {lumStatusBadArgument, &A::low, -1},
-                            {lumStatusBadArgument, &A::low, NAN},
-                            {lumStatusBadArgument, &A::high, 9.5f},
-                            {lumStatusBadArgument, &A::high, NAN}});
+  expect_check_order("Canny", kCanny<TypeParam>, good,
+                     {null(&A::src), null(&A::src2), null(&A::dst), null(&A::buffer), bad_size(&A::width, 0),
+                      bad_size(&A::height, -3), bad_step(&A::step, dx.step() - 1), bad_step(&A::step2, -dx.step()),
+                      bad_step(&A::dst_step, 4), bad_step(&A::width, wrapping_width(sizeof(TypeParam))),
+                      odd_step(&A::step, dx.step() + 1), odd_step(&A::step2, dx.step() + 1), bad_argument(&A::low, -1),
+                      bad_argument(&A::low, NAN), bad_argument(&A::high, 9.5f), bad_argument(&A::high, NAN)});
   EXPECT_TRUE(edges.untouched() && buffer.untouched());
 }
 

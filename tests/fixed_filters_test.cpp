@@ -3,12 +3,7 @@
 
 namespace {
 
-using test::Block;
-using test::Function;
-using test::Placement;
-using test::Plane;
-using test::Threads;
-using A = test::Arguments;
+using namespace test;
 
 // ---- members ----
 
@@ -54,11 +49,10 @@ struct Member {
 };
 
 template <class S, class D>
-Member<S, D> member(const char* name, bool divides, Function size, auto function, auto... rest) {
-  return {name, divides,
-          test::function(function, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi, rest..., &A::buffer), size};
+Member<S, D> member(const char* name, bool divides, Function size, auto f, auto... rest) {
+  return {name, divides, function(f, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi, rest..., &A::buffer), size};
 }
-const auto size_of = [](auto function, auto... rest) { return test::function(function, &A::roi, rest..., &A::bytes); };
+const auto size_of = [](auto f, auto... rest) { return function(f, &A::roi, rest..., &A::bytes); };
 
 // body(member) for every member.
 template <class Body>
@@ -110,11 +104,11 @@ struct TwoPasses {
     const Sum<S> outside =
         std::is_same_v<Tap, int> ? value * int(std::accumulate(row.begin(), row.end(), Tap(0))) : correlate(row, e);
     for (int y = -half; y < height + half; ++y) {
-      const int at_y = test::border_walk(y, height, border);
+      const int at_y = border_walk(y, height, border);
       auto& sums = rows.emplace_back(width, outside);
       for (int x = 0; x < width && at_y >= 0; ++x) {
         for (int k = 0; k < n; ++k) {
-          const int at_x = test::border_walk(x + k - half, width, border);
+          const int at_x = border_walk(x + k - half, width, border);
           e[k] = at_x < 0 ? value : src.get(at_x, at_y);
         }
         sums[x] = correlate(row, e);
@@ -143,8 +137,8 @@ void check(const Member<S, D>& m, LumSize roi, A a, std::mt19937& random, Placem
   Plane<S> src(roi, 1, {place.padding * int(sizeof(S)), place.shift});
   const Plane<D> dst(roi, 1, {place.padding * int(sizeof(D)), 15 - place.shift});
   const bool extremes = sizeof(S) == 1 && random() % 4 == 0;  // their sums reach furthest
-  src.fill([&](int, int) { return extremes ? S(random() % 2 ? 255 : 0) : test::random_element<S>(random); });
-  const S value = test::random_element<S>(random);
+  src.fill([&](int, int) { return extremes ? S(random() % 2 ? 255 : 0) : random_element<S>(random); });
+  const S value = random_element<S>(random);
   a.border_value = value;
   run(m, a, src, dst, place.shift);
   const Kernels& k = a.mask == 33 ? m.filter().taps3 : m.filter().taps5;
@@ -156,7 +150,7 @@ void check(const Member<S, D>& m, LumSize roi, A a, std::mt19937& random, Placem
     if constexpr (sizeof(D) == 4) return !mean ? sum : sum * (small ? 1.0f / 9 : 1.0f / 25);
     if constexpr (sizeof(D) == 2) return D(sum);
     if (mean) return D(std::min(255, small ? int(sum + 5) * 7280 >> 16 : int(sum) * 2621 >> 16));
-    return test::scaled<D>(float(sum), a.divisor, x, roi.width);
+    return scaled<D>(float(sum), a.divisor, x, roi.width);
   };
   ASSERT_TRUE(dst.equals(model)) << m.name << ", mask " << a.mask << ", border " << a.border << ", value " << +value
                                  << ", divisor " << a.divisor;
@@ -176,7 +170,7 @@ TEST(FixedFilters, EqualModel) {
       for (int i = 0; i < 140; ++i)
         check_any({1 + i / 2, 1 + int(random() % 6)}, {int(random() % 3), int(random() % 16)});
       for (int width : {2049, 4097, 4099}) check_any({width, 3}, {});  // around the strips of wide images
-      for (int border : test::kBorders)
+      for (int border : kBorders)
         for (LumSize roi : {LumSize{1, 1}, {2, 1}, {1, 2}, {2, 2}, {3, 3}, {33, 9}}) {
           a.border = border, a.divisor = 4;
           check(m, roi, a, random);
@@ -190,7 +184,7 @@ TEST(FixedFilters, ThreadsDoNotChangeResults) {
   const LumSize roi = {261, 1283};
   each_member([&]<class S, class D>(const Member<S, D>& m) {
     Plane<S> src(roi);
-    src.fill([&](int, int) { return test::random_element<S>(random); });
+    src.fill([&](int, int) { return random_element<S>(random); });
     A a;
     a.border_value = 7, a.divisor = 3;
     for (int mask : m.masks())
@@ -229,14 +223,10 @@ TEST(FixedFilters, BufferSizes) {
       }
     int bytes = -1;
     a.mask = 33, a.bytes = &bytes;
-    test::expect_check_order(m.name, m.size, a,
-                             {{lumStatusNullPointer, &A::bytes, nullptr},
-                              {lumStatusBadSize, &A::width, 0},
-                              {lumStatusBadSize, &A::height, 0},
-                              {lumStatusBadMaskSize, &A::mask, 35, masked},
-                              {lumStatusBadMaskSize, &A::mask, 53, masked},
-                              {lumStatusBadSize, &A::width, INT32_MAX},
-                              {lumStatusBadSize, &A::height, INT32_MAX}});
+    expect_check_order(
+        m.name, m.size, a,
+        {null(&A::bytes), bad_size(&A::width, 0), bad_size(&A::height, 0), bad_mask(&A::mask, 35, masked),
+         bad_mask(&A::mask, 53, masked), bad_size(&A::width, INT32_MAX), bad_size(&A::height, INT32_MAX)});
     EXPECT_EQ(-1, bytes);
   });
 }
@@ -251,22 +241,14 @@ TEST(FixedFilters, WrongArguments) {
     A good;
     good.set_planes(src, dst, buffer);
     const bool masked = m.masks().size() == 2;
-    test::expect_check_order(m.name, m.call, good,
-                             {{lumStatusNullPointer, &A::src, nullptr},
-                              {lumStatusNullPointer, &A::dst, nullptr},
-                              {lumStatusNullPointer, &A::buffer, nullptr},
-                              {lumStatusBadSize, &A::width, 0},
-                              {lumStatusBadSize, &A::height, -1},
-                              {lumStatusBadStep, &A::step, src.step() - 1},
-                              {lumStatusBadStep, &A::dst_step, dst.step() - 1},
-                              {lumStatusBadStep, &A::width, test::wrapping_width(sizeof(S))},
-                              {lumStatusStepNotPixelMultiple, &A::step, src.step() + 1, sizeof(S) > 1},
-                              {lumStatusStepNotPixelMultiple, &A::dst_step, dst.step() + 1, sizeof(D) > 1},
-                              {lumStatusBadArgument, &A::border, 5},
-                              {lumStatusBadArgument, &A::border, -1},
-                              {lumStatusBadArgument, &A::divisor, 0, m.divides},
-                              {lumStatusBadMaskSize, &A::mask, 0, masked},
-                              {lumStatusBadMaskSize, &A::mask, 35, masked}});
+    expect_check_order(
+        m.name, m.call, good,
+        {null(&A::src), null(&A::dst), null(&A::buffer), bad_size(&A::width, 0), bad_size(&A::height, -1),
+         bad_step(&A::step, src.step() - 1), bad_step(&A::dst_step, dst.step() - 1),
+         bad_step(&A::width, wrapping_width(sizeof(S))), odd_step(&A::step, src.step() + 1, sizeof(S) > 1),
+         odd_step(&A::dst_step, dst.step() + 1, sizeof(D) > 1), bad_argument(&A::border, 5),
+         bad_argument(&A::border, -1), bad_argument(&A::divisor, 0, m.divides), bad_mask(&A::mask, 0, masked),
+         bad_mask(&A::mask, 35, masked)});
     EXPECT_TRUE(dst.untouched() && buffer.untouched()) << m.name;
     EXPECT_EQ(lumStatusOk, m.call(good)) << m.name;
   });
@@ -274,9 +256,9 @@ TEST(FixedFilters, WrongArguments) {
 
 // ---- Gaussian ----
 
-const Function kGauss = test::function(lumiFilterGaussBorder_32f_C1R, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi,
-                                       &A::taps, &A::sigma, &A::border, &A::border_value, &A::buffer);
-const Function kGaussSize = test::function(lumiFilterGaussGetBufferSize_32f_C1R, &A::roi, &A::taps, &A::bytes);
+const Function kGauss = function(lumiFilterGaussBorder_32f_C1R, &A::src, &A::step, &A::dst, &A::dst_step, &A::roi,
+                                 &A::taps, &A::sigma, &A::border, &A::border_value, &A::buffer);
+const Function kGaussSize = function(lumiFilterGaussGetBufferSize_32f_C1R, &A::roi, &A::taps, &A::bytes);
 
 std::vector<Lum32f> gauss_taps(int n, Lum32f sigma) {
   std::vector<Lum64f> taps;
@@ -291,8 +273,8 @@ std::vector<Lum32f> gauss_taps(int n, Lum32f sigma) {
 
 void check_gauss(LumSize roi, int taps, Lum32f sigma, int border, Placement place, std::mt19937& random) {
   Plane<Lum32f> src(roi, 1, place), dst(roi, 1, {place.padding, 15 - place.shift});
-  src.fill([&](int, int) { return test::random_element<Lum32f>(random); });
-  const Lum32f value = test::random_element<Lum32f>(random);
+  src.fill([&](int, int) { return random_element<Lum32f>(random); });
+  const Lum32f value = random_element<Lum32f>(random);
   A a;
   a.set_roi(roi), a.taps = taps, a.sigma = sigma, a.border = border, a.border_value = value;
   const int bytes = (((roi.width + 3) / 4 * 4 + taps) * (roi.height + taps) + taps) * 4 + 64;
@@ -307,7 +289,7 @@ void check_gauss(LumSize roi, int taps, Lum32f sigma, int border, Placement plac
 
 TEST(Gauss, EqualsModel) {
   std::mt19937 random(3);
-  for (int border : test::kBorders)
+  for (int border : kBorders)
     for (int taps : {3, 5, 7, 9, 31})
       for (int width : {1, 2, 3, 7, 8, 9, 30, 31, 33, 64})  // at steps that need not be multiples of 4 here
         check_gauss({width, 1 + int(random() % 6)}, taps, 0.4f + taps / 7.0f, border,
@@ -328,27 +310,14 @@ TEST(Gauss, WrongArguments) {
   A good;
   good.set_planes(src, dst, buffer);
   good.step = good.dst_step = 8, good.bytes = &bytes;  // the bytes of a step are compared with pixels
-  test::expect_check_order("Gauss", kGauss, good,
-                           {{lumStatusNullPointer, &A::src, nullptr},
-                            {lumStatusNullPointer, &A::dst, nullptr},
-                            {lumStatusNullPointer, &A::buffer, nullptr},
-                            {lumStatusBadSize, &A::height, 0},
-                            {lumStatusBadSize, &A::width, 0},
-                            {lumStatusBadStep, &A::step, 7},
-                            {lumStatusBadStep, &A::dst_step, 7},
-                            {lumStatusBadArgument, &A::taps, 4},
-                            {lumStatusBadArgument, &A::taps, 1},
-                            {lumStatusBadArgument, &A::sigma, 0},
-                            {lumStatusBadArgument, &A::sigma, NAN},
-                            {lumStatusBadArgument, &A::border, 5},
-                            {lumStatusBadArgument, &A::border, -1}});
-  test::expect_check_order("Gauss size", kGaussSize, good,
-                           {{lumStatusNullPointer, &A::bytes, nullptr},
-                            {lumStatusBadSize, &A::width, 0},
-                            {lumStatusBadSize, &A::height, 0},
-                            {lumStatusBadArgument, &A::taps, 2},
-                            {lumStatusBadArgument, &A::taps, 1},
-                            {lumStatusBadSize, &A::height, 1 << 27}});
+  expect_check_order("Gauss", kGauss, good,
+                     {null(&A::src), null(&A::dst), null(&A::buffer), bad_size(&A::height, 0), bad_size(&A::width, 0),
+                      bad_step(&A::step, 7), bad_step(&A::dst_step, 7), bad_argument(&A::taps, 4),
+                      bad_argument(&A::taps, 1), bad_argument(&A::sigma, 0), bad_argument(&A::sigma, NAN),
+                      bad_argument(&A::border, 5), bad_argument(&A::border, -1)});
+  expect_check_order("Gauss size", kGaussSize, good,
+                     {null(&A::bytes), bad_size(&A::width, 0), bad_size(&A::height, 0), bad_argument(&A::taps, 2),
+                      bad_argument(&A::taps, 1), bad_size(&A::height, 1 << 27)});
   EXPECT_TRUE(dst.untouched() && buffer.untouched() && bytes == -1);
 }
 

@@ -1,5 +1,4 @@
 // What programs do to the library beside calling it: fork, threads of their own, limits on threads, planes beyond 2 GiB.
-#include <omp.h>
 #include <sys/wait.h>
 
 #include <atomic>
@@ -10,9 +9,7 @@
 
 namespace {
 
-using test::Block;
-using test::Plane;
-using test::Threads;
+using namespace test;
 
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool kSanitized = true;
@@ -30,7 +27,7 @@ const T* input() {
   static const std::vector<T> values = [] {
     std::mt19937 random(1);
     std::vector<T> all(3 * kPixels);
-    for (T& value : all) value = test::random_element<T>(random);
+    for (T& value : all) value = random_element<T>(random);
     return all;
   }();
   return values.data();
@@ -209,23 +206,6 @@ TEST(Concurrent, CallersOwnThreadsWhileTheCountChanges) {
   for (const std::string& result : wrong) EXPECT_EQ(result, "");
 }
 
-TEST(Concurrent, InsideACallersParallelRegion) {
-  const int dynamic = omp_get_dynamic(), levels = omp_get_max_active_levels();
-  is_right(0);
-  for (int dynamic_teams : {0, 1})
-    for (int nesting : {1, 2}) {
-      omp_set_dynamic(dynamic_teams);
-      omp_set_max_active_levels(nesting);
-      const Threads scope(3);
-      std::string wrong[3];
-#pragma omp parallel for num_threads(3)
-      for (int i = 0; i < 3; ++i) wrong[i] = wrong_calls();
-      for (const std::string& result : wrong) EXPECT_EQ(result, "") << dynamic_teams << nesting;
-    }
-  omp_set_dynamic(dynamic);
-  omp_set_max_active_levels(levels);
-}
-
 // ---- allocation ----
 
 std::atomic<int> hook_calls = 0;
@@ -252,7 +232,7 @@ testing::AssertionResult same_when_far(const Filter& filter, bool far_results = 
   Plane<S> near_src(kFar);
   const Plane<D> near_dst(kFar);
   std::mt19937 random(7);
-  near_src.fill([&](int, int) { return test::random_element<S>(random); });
+  near_src.fill([&](int, int) { return random_element<S>(random); });
   if (filter(near_src, near_dst, buffer.bytes()) != lumStatusOk) return testing::AssertionFailure() << "near";
   for (int step : {(1 << 30) + 64, INT32_MAX - 63}) {  // row 2 lies beyond 2 GiB, row 4 beyond 4 GiB
     Plane<S> src(kFar, 1, {step - kFar.width * int(sizeof(S)), 0});

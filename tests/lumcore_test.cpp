@@ -172,10 +172,8 @@ TEST_F(Folder, CoresOnDie) {
                {"0-63\n", "0-15,32-47\n", "0,32\n", 16},  // two packages
                {"2-5\n", "2-5\n", "2-3\n", 2, 2},         // the first processors are offline
                {"0-1\n", "0-1\n", "0-1\n", 1},            // one core of two threads
-               {"0-3\n", "0\n", "0\n", 4},                // packages of one core count as cores
-               {"0-5\n", "0-1\n", "0-1\n", 3},
-               {"0,2-5\n", "junk", "0", 5},  // what makes no sense leaves the processors online
-               {"0,2-5\n", "0-5", "", 5},
+               {"0-5\n", "0-1\n", "0-1\n", 3},            // packages of one core count as cores
+               {"0,2-5\n", "0-5", "", 5},                 // what makes no sense leaves the processors online
                {"0-2", "0-5x", "0", 3},
                {"0-2", "0-", "0", 3},
                {"0-2", "0-7,2-0", "0", 3},

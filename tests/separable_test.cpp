@@ -5,13 +5,7 @@
 
 namespace {
 
-using test::Array;
-using test::Block;
-using test::Function;
-using test::Placement;
-using test::Plane;
-using test::Threads;
-using A = test::Arguments;
+using namespace test;
 
 // ---- members ----
 
@@ -36,21 +30,21 @@ void each_member(const Body& body) {
     m.name.erase(0, strlen("lumiFilter"));
     body(m);
   };
-#define LUM_ROW_SIZE(name, ...) sizes[#name] = test::function(name, &A::roi, &A::taps, &A::bytes);
+#define LUM_ROW_SIZE(name, ...) sizes[#name] = function(name, &A::roi, &A::taps, &A::bytes);
 #define LUM_COLUMN_SIZE LUM_ROW_SIZE
 #define LUM_COLUMN_SIZE_FLOAT LUM_ROW_SIZE
-#define ROW(name, S, D, ...)                                                                                   \
-  add(Member<S, D>{#name,                                                                                      \
-                   false,                                                                                      \
-                   sizeof(S) != 4,                                                                             \
-                   test::function(name, &A::src, &A::step, &A::dst, &A::roi, &A::kernel, &A::taps, &A::anchor, \
-                                  &A::border, &A::border_value, __VA_ARGS__),                                  \
-                   {}});
-#define COLUMN(name, S, D, ...)                                                                                      \
+#define ROW(name, S, D, ...)                                                                                         \
   add(Member<S, D>{#name,                                                                                            \
-                   true,                                                                                             \
+                   false,                                                                                            \
                    sizeof(S) != 4,                                                                                   \
-                   test::function(name, &A::src, &A::dst, &A::dst_step, &A::roi, &A::kernel, &A::taps, __VA_ARGS__), \
+                   function(name, &A::src, &A::step, &A::dst, &A::roi, &A::kernel, &A::taps, &A::anchor, &A::border, \
+                            &A::border_value, __VA_ARGS__),                                                          \
+                   {}});
+#define COLUMN(name, S, D, ...)                                                                                \
+  add(Member<S, D>{#name,                                                                                      \
+                   true,                                                                                       \
+                   sizeof(S) != 4,                                                                             \
+                   function(name, &A::src, &A::dst, &A::dst_step, &A::roi, &A::kernel, &A::taps, __VA_ARGS__), \
                    {}});
 #define LUM_ROW_INTEGER(name, S, channels) ROW(name, S, Lum16s, &A::divisor, &A::buffer)
 #define LUM_ROW_FLOAT(name, channels) ROW(name, Lum32f, Lum32f, &A::buffer)
@@ -78,10 +72,10 @@ struct Job {
   Job(const Member<S, D>& m_, const Case& c_, std::mt19937& random)
       : m(m_), c(c_), src({c.width, m.column ? c.height + c.taps - 1 : c.height}, m.channels(),
                           {c.place.padding * int(sizeof(S)), c.place.shift}) {
-    src.fill([&](int, int) { return test::random_element<S>(random); });
-    c.border_value = test::random_element<S>(random);
+    src.fill([&](int, int) { return random_element<S>(random); });
+    c.border_value = random_element<S>(random);
     for (int k = 0; k < c.taps; ++k)
-      kernel.push_back(sizeof(S) == 4 ? test::random_element<Tap>(random)
+      kernel.push_back(sizeof(S) == 4 ? random_element<Tap>(random)
                                       : Tap(int(random() % (2 * c.tap_range + 1)) - c.tap_range));
   }
   Plane<D> destination() const { return {c.roi(), m.channels(), {c.place.padding * int(sizeof(D)), c.place.shift}}; }
@@ -112,7 +106,7 @@ struct Job {
   // What tap k sees at element x of row y.
   S seen(int x, int y, int k) const {
     if (m.column) return src.get(x, y + k);
-    const int n = m.channels(), at = test::border_walk(x / n - c.anchor + k, c.width, c.border);
+    const int n = m.channels(), at = border_walk(x / n - c.anchor + k, c.width, c.border);
     return at < 0 ? S(c.border_value) : src.get(at * n + x % n, y);
   }
   // Sums in single precision, rounded at every tap; but those of integer rows have 32 bits that wrap.
@@ -126,7 +120,7 @@ struct Job {
     }
     if constexpr (sizeof(S) == 4) return sum;
     if constexpr (sizeof(S) < 4)
-      return test::scaled<D>(m.column ? sum : Lum32f(int(whole)), c.divisor, x / m.channels(), c.width);
+      return scaled<D>(m.column ? sum : Lum32f(int(whole)), c.divisor, x / m.channels(), c.width);
   }
 };
 
@@ -164,7 +158,7 @@ TEST(Separable, EqualsModel) {
       }
     if (m.column) return;
     c.tap_range = 40, c.divisor = 3;
-    for (int border : test::kBorders) {
+    for (int border : kBorders) {
       c.border = border;
       for (c.taps = 1; c.taps <= 5; ++c.taps)
         for (c.anchor = 0; c.anchor < c.taps; ++c.anchor)
@@ -229,12 +223,9 @@ TEST(Separable, BufferSizes) {
       }
     int bytes = -1;
     a.bytes = &bytes;
-    test::expect_check_order(m.name, m.size, a,
-                             {{lumStatusNullPointer, &A::bytes, nullptr},
-                              {lumStatusBadSize, &A::width, 0},
-                              {lumStatusBadSize, &A::height, -1},
-                              {lumStatusBadSize, &A::taps, 0},
-                              {lumStatusBadSize, &A::height, 1 << 30, m.divides}});
+    expect_check_order(m.name, m.size, a,
+                       {null(&A::bytes), bad_size(&A::width, 0), bad_size(&A::height, -1), bad_size(&A::taps, 0),
+                        bad_size(&A::height, 1 << 30, m.divides)});
     EXPECT_EQ(-1, bytes) << m.name;
   });
 }
@@ -259,24 +250,14 @@ TEST(Separable, WrongArguments) {
     const bool row = !m.column;
     const int element = row ? sizeof(S) : sizeof(D), row_bytes = row ? src.step() : dst.step();
     const auto step = row ? &A::step : &A::dst_step;
-    test::expect_check_order(m.name, m.call, good,
-                             {{lumStatusNullPointer, &A::src, nullptr},
-                              {lumStatusNullPointer, &A::dst, nullptr},
-                              {lumStatusNullPointer, &A::kernel, nullptr},
-                              {lumStatusNullPointer, &A::buffer, nullptr, row},
-                              {lumStatusBadSize, &A::height, 0},
-                              {lumStatusBadSize, &A::width, -1},
-                              {lumStatusBadSize, &A::taps, 0},
-                              {lumStatusBadAnchor, &A::anchor, -1, row},
-                              {lumStatusBadAnchor, &A::anchor, 3, row},
-                              {lumStatusBadStep, step, row_bytes - 1},
-                              {lumStatusBadStep, &A::width, test::wrapping_width(m.channels() * element)},
-                              {lumStatusStepNotPixelMultiple, step, row_bytes + 1, element > 1},
-                              {lumStatusNullPointer, &A::buffer, nullptr, m.column},
-                              {lumStatusBadArgument, &A::border, 5, row},
-                              {lumStatusBadArgument, &A::border, -1, row},
-                              {lumStatusBadArgument, &A::divisor, 0, m.divides},
-                              {lumStatusNullPointer, &A::src, last_null, m.column}});
+    expect_check_order(
+        m.name, m.call, good,
+        {null(&A::src), null(&A::dst), null(&A::kernel), null(&A::buffer, row), bad_size(&A::height, 0),
+         bad_size(&A::width, -1), bad_size(&A::taps, 0), bad_anchor(&A::anchor, -1, row),
+         bad_anchor(&A::anchor, 3, row), bad_step(step, row_bytes - 1),
+         bad_step(&A::width, wrapping_width(m.channels() * element)), odd_step(step, row_bytes + 1, element > 1),
+         null(&A::buffer, m.column), bad_argument(&A::border, 5, row), bad_argument(&A::border, -1, row),
+         bad_argument(&A::divisor, 0, m.divides), wrong<lumStatusNullPointer>(&A::src, last_null, m.column)});
     EXPECT_TRUE(dst.untouched() && buffer.untouched()) << m.name;
     EXPECT_EQ(lumStatusOk, m.call(good)) << m.name;
   });

@@ -124,8 +124,7 @@ TEST(PictureWriter, RoundTrips) {
 }
 
 // Runs of the program in a folder of their own, which is its current folder.
-class Program : public testing::Test {
- protected:
+struct Program : testing::Test {
   struct Run {
     int status;
     std::string out, err;
@@ -166,7 +165,6 @@ class Program : public testing::Test {
     return all;
   }
 
- private:
   fs::path folder_;
 };
 
