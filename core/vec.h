@@ -33,6 +33,7 @@ struct I32 {
 inline F32 load(const Lum32f* p) { return {_mm256_loadu_ps(p)}; }
 inline I16 load(const Lum16s* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
 inline I16 load(const Lum8u* p) { return {_mm256_cvtepu8_epi16(_mm_loadu_si128((const __m128i*)p))}; }
+inline I16 load_bytes(const Lum8u* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }  // two to a lane
 inline void store(Lum32f* p, F32 a) { _mm256_storeu_ps(p, a.v); }
 inline void store(Lum16s* p, I16 a) { _mm256_storeu_si256((__m256i*)p, a.v); }
 inline void store(Lum8u* p, I16 a) {  // saturates
@@ -58,6 +59,28 @@ inline I16 operator-(I16 a) { return {_mm256_sub_epi16(_mm256_setzero_si256(), a
 inline I16 multiply_high(I16 a, I16 b) { return {_mm256_mulhi_epi16(a.v, b.v)}; }
 inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm256_mulhi_epu16(a.v, b.v)}; }
 inline I32 operator+(I32 a, I32 b) { return {_mm256_add_epi32(a.v, b.v)}; }
+inline I16 operator&(I16 a, I16 b) { return {_mm256_and_si256(a.v, b.v)}; }
+template <int Bits>
+inline I16 shift_left(I16 a) {
+  return {_mm256_slli_epi16(a.v, Bits)};
+}
+inline I16 shift_right(I16 a, int bits) { return {_mm256_sra_epi16(a.v, _mm_cvtsi32_si128(bits))}; }
+// Of two bytes in a lane.
+inline I16 low_bytes(I16 a) { return {_mm256_and_si256(a.v, _mm256_set1_epi16(0xFF))}; }
+inline I16 high_bytes(I16 a) { return {_mm256_srli_epi16(a.v, 8)}; }
+// even[0] odd[0] even[1] odd[1] ...
+inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
+  const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v), high = _mm256_unpackhi_epi16(even.v, odd.v);
+  _mm256_storeu_si256((__m256i*)p, _mm256_permute2x128_si256(low, high, 0x20));
+  _mm256_storeu_si256((__m256i*)p + 1, _mm256_permute2x128_si256(low, high, 0x31));
+}
+inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
+  const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v), high = _mm256_unpackhi_epi16(even.v, odd.v);
+  _mm256_storeu_si256((__m256i*)p, _mm256_packs_epi16(low, high));
+}
+inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below 256
+  _mm256_storeu_si256((__m256i*)p, _mm256_or_si256(even.v, _mm256_slli_epi16(odd.v, 8)));
+}
 
 inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
@@ -97,6 +120,7 @@ struct I32 {
 inline F32 load(const Lum32f* p) { return {_mm_loadu_ps(p)}; }
 inline I16 load(const Lum16s* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
 inline I16 load(const Lum8u* p) { return {_mm_unpacklo_epi8(_mm_loadl_epi64((const __m128i*)p), _mm_setzero_si128())}; }
+inline I16 load_bytes(const Lum8u* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
 inline void store(Lum32f* p, F32 a) { _mm_storeu_ps(p, a.v); }
 inline void store(Lum16s* p, I16 a) { _mm_storeu_si128((__m128i*)p, a.v); }
 inline void store(Lum8u* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packus_epi16(a.v, a.v)); }  // saturates
@@ -118,6 +142,25 @@ inline I16 operator-(I16 a) { return {_mm_sub_epi16(_mm_setzero_si128(), a.v)}; 
 inline I16 multiply_high(I16 a, I16 b) { return {_mm_mulhi_epi16(a.v, b.v)}; }
 inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm_mulhi_epu16(a.v, b.v)}; }
 inline I32 operator+(I32 a, I32 b) { return {_mm_add_epi32(a.v, b.v)}; }
+inline I16 operator&(I16 a, I16 b) { return {_mm_and_si128(a.v, b.v)}; }
+template <int Bits>
+inline I16 shift_left(I16 a) {
+  return {_mm_slli_epi16(a.v, Bits)};
+}
+inline I16 shift_right(I16 a, int bits) { return {_mm_sra_epi16(a.v, _mm_cvtsi32_si128(bits))}; }
+inline I16 low_bytes(I16 a) { return {_mm_and_si128(a.v, _mm_set1_epi16(0xFF))}; }
+inline I16 high_bytes(I16 a) { return {_mm_srli_epi16(a.v, 8)}; }
+inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
+  _mm_storeu_si128((__m128i*)p, _mm_unpacklo_epi16(even.v, odd.v));
+  _mm_storeu_si128((__m128i*)p + 1, _mm_unpackhi_epi16(even.v, odd.v));
+}
+inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
+  const __m128i low = _mm_unpacklo_epi16(even.v, odd.v), high = _mm_unpackhi_epi16(even.v, odd.v);
+  _mm_storeu_si128((__m128i*)p, _mm_packs_epi16(low, high));
+}
+inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below 256
+  _mm_storeu_si128((__m128i*)p, _mm_or_si128(even.v, _mm_slli_epi16(odd.v, 8)));
+}
 
 inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }

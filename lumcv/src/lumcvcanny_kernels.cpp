@@ -86,7 +86,6 @@ void expand(uint32_t bits, Lum8u* out) {
 
 I16 splat(Lum16s a) { return i16(a); }
 F32 splat(Lum32f a) { return f32(a); }
-I16 operator&(I16 a, I16 b) { return {a.v & b.v}; }
 I16 operator|(I16 a, I16 b) { return {a.v | b.v}; }
 I16 operator^(I16 a, I16 b) { return {a.v ^ b.v}; }
 F32 operator&(F32 a, F32 b) { return as_f32({as_i32(a).v & as_i32(b).v}); }

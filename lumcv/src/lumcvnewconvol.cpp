@@ -12,46 +12,23 @@
 namespace lum {
 namespace {
 
-// ---- what the filters are ----
-
-struct KernelPair {
-  RowKernel row;
-  ColumnKernel column;
-};
-struct Filter {
-  KernelPair taps3, taps5;
-};
-using enum RowKernel;
-using C = ColumnKernel;
-
-constexpr Filter kSobelHoriz = {{sobel3, C::dx3}, {sobel5, C::dx5}};
-constexpr Filter kSobelVert = {{dx_neg3, C::sobel3}, {dx_neg5, C::sobel5}};
-constexpr Filter kSobelNegVert = {{dx_neg3, C::sobel_neg3}, {dx_neg5, C::sobel_neg5}};
-constexpr Filter kSobelHorizSecond = {{sobel3, C::d2x3}, {sobel5, C::d2x5}};
-constexpr Filter kSobelVertSecond = {{d2x3, C::sobel3}, {d2x5, C::sobel5}};
-constexpr Filter kSobelCross = {{dx_neg3, C::dx3}, {dx_neg5, C::dx5}};
-constexpr Filter kScharrHoriz = {{scharr3, C::dx3}, {}};
-constexpr Filter kScharrVert = {{dx3, C::scharr3}, {}};
-constexpr Filter kLaplacian = {{laplacian3, C::laplacian3}, {laplacian5, C::laplacian5}};
-constexpr Filter kLowpass = {{avr3, C::avr3}, {avr5, C::avr5}};
-
-constexpr bool is_laplacian(const Filter& filter) { return filter.taps3.row == laplacian3; }
+using enum FixedFilter;
 
 // ---- buffer sizes ----
 
 // The ring of rows and its alignment, per thread.
 template <class S, class D>
-Bytes ring_size(const Filter& filter, LumSize roi, int taps) {
+Bytes ring_size(FixedFilter filter, LumSize roi, int taps) {
   const Bytes c16 = ((long long)roi.width + 15) / 16, c4 = ((long long)roi.width + 3) / 4;
   const int rows = taps == 3 ? 21 : 25, slack = taps == 3 ? 156 : 180;
-  if (!is_laplacian(filter)) return (sizeof(S) == 4 ? c4 * 16 : c16 * 32) * rows + slack + 64;
+  if (filter != kLaplacian) return (sizeof(S) == 4 ? c4 * 16 : c16 * 32) * rows + slack + 64;
   const Bytes ring = c16 * (sizeof(S) == 4 ? 128 : 64) * rows + 2 * slack + 96;
   // 5x5 into 8s: a whole intermediate image.
   return sizeof(D) == 1 && taps == 5 ? ring + c16 * 32 * roi.height + 32 : ring;
 }
 
 template <class S, class D>
-LumStatus fixed_size(const Filter& filter, LumSize roi, int mask, int* out) {
+LumStatus fixed_size(FixedFilter filter, LumSize roi, int mask, int* out) {
   const LumStatus status = first_error(
       pointers(out), size(roi), fails_if(mask != lumMaskSize3x3 && mask != lumMaskSize5x5, lumStatusBadMaskSize));
   if (status != lumStatusOk) return status;
@@ -63,8 +40,7 @@ LumStatus fixed_size(const Filter& filter, LumSize roi, int mask, int* out) {
 
 // ---- the engine ----
 //
-// The ring of rows lives on each thread's own stack, where it is aligned and stays cached. The caller's buffer is sized
-// for a thread count that may have changed since, so nothing depends on it.
+// Nothing depends on the caller's buffer: it is sized for a thread count that may have changed since.
 
 #define LUM_ENGINE(name, name_omp, S, D)                                                                        \
   void name(const Convolution<S, D>& job) { LUM_PICK(level(), convolve_band<S, D>)(job, {0, job.roi.height}); } \
@@ -81,16 +57,15 @@ LUM_ENGINE(ownFilterConvolution_32f_C1R, ownFilterConvolution_32f_C1R_omp, Lum32
 
 // How many slices of rows a filter makes; 5x5 SobelHoriz also goes parallel where the processor has one core, on taller
 // images.
-int slices_for(LumSize roi, const Filter& filter, int taps) {
+int slices_for(LumSize roi, FixedFilter filter, int taps) {
   const int threads = owncvGetMaxNumThreads();
   if (threads == 1 || roi.width < 256) return 1;
   const bool tall = roi.height >= 128LL * threads && runsepomp(taps) != 0;
-  const bool sobel_horiz = filter.taps5.row == sobel5 && filter.taps5.column == C::dx5;
-  return tall || (sobel_horiz && taps == 5 && roi.height >= 256LL * threads) ? threads : 1;
+  return tall || (filter == kSobelHoriz && taps == 5 && roi.height >= 256LL * threads) ? threads : 1;
 }
 
 template <class S, class D>
-LumStatus fixed_filter(const Filter& filter, Image<const S> src, Image<D> dst, LumSize roi, int mask,
+LumStatus fixed_filter(FixedFilter filter, Image<const S> src, Image<D> dst, LumSize roi, int mask,
                        LumBorderType border, S border_value, int divisor, const Lum8u* buffer) {
   const LumStatus status =
       first_error(pointers(src.data, dst.data, buffer), size(roi), step_size(roi, src.step, sizeof(S)),
@@ -99,9 +74,7 @@ LumStatus fixed_filter(const Filter& filter, Image<const S> src, Image<D> dst, L
                   fails_if(mask != lumMaskSize3x3 && mask != lumMaskSize5x5, lumStatusBadMaskSize));
   if (status != lumStatusOk) return status;
   const int taps = mask / 11;
-  const KernelPair kernels = taps == 3 ? filter.taps3 : filter.taps5;
-  run_engine({src, dst, roi, taps, kernels.row, kernels.column, border, border_value, 1.0f / Lum32f(divisor)},
-             slices_for(roi, filter, taps));
+  run_engine({src, dst, roi, filter, taps, border, border_value, divisor, nullptr}, slices_for(roi, filter, taps));
   return lumStatusOk;
 }
 
@@ -152,7 +125,7 @@ void make_gauss_taps(Lum32f sigma, int n, Lum64f* work, Lum32f* taps) {
   for (int i = 0; i < n; ++i) put(taps + i, Lum32f(get(work + i) / sum));
 }
 
-struct Gauss {
+struct GaussFilter {
   Image<const Lum32f> src;
   Image<Lum32f> dst;
   LumSize roi;
@@ -165,7 +138,7 @@ struct Gauss {
 
 // The columns [begin, end) of one source row, filtered into a row of the ring. A row outside the image is made of border
 // values, and is filtered like any other.
-void ownRowConvolution(const Gauss& job, long long y, Rows columns, Lum32f* out, Lum8u* scratch) {
+void ownRowConvolution(const GaussFilter& job, long long y, Rows columns, Lum32f* out, Lum8u* scratch) {
   const int source = border_index(y, job.roi.height, job.border);
   if (source < 0) {
     Lum32f sum = get(job.taps) * job.border_value;
@@ -187,13 +160,13 @@ void ownRowConvolution(const Gauss& job, long long y, Rows columns, Lum32f* out,
 }
 
 // K rows of the ring, filtered into the columns [begin, end) of one destination row.
-void ownColConvolution(const Gauss& job, const Lum32f* const* window, int y, Rows columns) {
+void ownColConvolution(const GaussFilter& job, const Lum32f* const* window, int y, Rows columns) {
   const ColumnPass<Lum32f, Lum32f> pass = {
       window, {job.dst.row(y) + columns.begin, 0}, columns.end - columns.begin, 1, job.taps, job.count, {}, false};
   LUM_PICK(job.level, column_band<Lum32f, Lum32f>)(pass, {0, 1});
 }
 
-void gauss_rows(const Gauss& job, Rows rows, Lum32f* ring, int strip) {
+void gauss_rows(const GaussFilter& job, Rows rows, Lum32f* ring, int strip) {
   const int taps = job.count, half = taps / 2;
   Lum32f** const pointers = (Lum32f**)(ring + (ptrdiff_t)taps * strip);
   Lum8u* const scratch = (Lum8u*)(pointers + 2LL * taps);
@@ -210,13 +183,21 @@ void gauss_rows(const Gauss& job, Rows rows, Lum32f* ring, int strip) {
   }
 }
 
-LumStatus gauss_filter(Gauss job, Lum32f sigma, Lum8u* buffer) {
+LumStatus gauss_filter(GaussFilter job, Lum32f sigma, Lum8u* buffer) {
   const LumStatus status =
       first_error(pointers(job.src.data, job.dst.data, buffer), size(job.roi), step_size(job.roi, job.src.step, 1),
                   step_size(job.roi, job.dst.step, 1), gauss_taps(job.count),
                   fails_if(!(sigma > 0), lumStatusBadArgument), border_type(job.border));
   if (status != lumStatusOk) return status;
-  const GaussBuffer areas(buffer, job.roi, job.count, slices_for(job.roi, kLowpass, 5));
+  const int slices = slices_for(job.roi, kGauss, 5);
+  if (job.count <= kMostGaussTaps) {
+    Lum64f work[kMostGaussTaps];
+    Lum32f taps[kMostGaussTaps];
+    make_gauss_taps(sigma, job.count, work, taps);
+    run_engine({job.src, job.dst, job.roi, kGauss, job.count, job.border, job.border_value, 1, taps}, slices);
+    return lumStatusOk;
+  }
+  const GaussBuffer areas(buffer, job.roi, job.count, slices);
   make_gauss_taps(sigma, job.count, (Lum64f*)areas.slices, areas.taps);
   job.taps = areas.taps;
   job.level = level();

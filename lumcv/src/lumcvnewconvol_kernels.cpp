@@ -1,7 +1,9 @@
 // Compiled once per level.
 //
-// One pass: a ring of K row-filtered rows stays in the caches next to the core, and every new row yields one output row.
-// Wide images go through in strips of columns for that.
+// One pass without intermediate rows in memory: a block of columns goes down some rows at a time. Each source row is
+// filtered once into registers, a slider keeps what the last K-1 rows gave, and every new row yields one output row. The
+// rows filtered again where the next rows begin cost less than stores and loads of all, and walking several rows side by
+// side keeps more of the memory's streams busy than one row after the other.
 #include "lumcvnewconvol_kernels.h"
 
 #include <utility>
@@ -12,16 +14,72 @@
 namespace lum::LUM_LEVEL {
 namespace {
 
-// A whole factor on a vector or on an element.
-inline I16 times(I16 a, int n) { return a * i16(Lum16s(n)); }
-inline F32 times(F32 a, int n) { return a * f32(Lum32f(n)); }
-inline int times(int a, int n) { return a * n; }
-inline Lum32f times(Lum32f a, int n) { return a * Lum32f(n); }
+// ---- blocks of pixels ----
 
-// ---- the kernels: one text for vectors and elements, integer and float ----
+// Bytes as they are computed with: the even pixels of a block and the odd ones, as a load of two bytes to a lane gives
+// them with a mask and a shift.
+struct Pair {
+  I16 even, odd;
+};
+inline Pair operator+(Pair a, Pair b) { return {a.even + b.even, a.odd + b.odd}; }
+inline Pair operator-(Pair a, Pair b) { return {a.even - b.even, a.odd - b.odd}; }
+inline Pair operator-(Pair a) { return {-a.even, -a.odd}; }
+
+// A whole factor.
+inline F32 times(F32 a, int n) { return a * f32(Lum32f(n)); }
+inline Pair times(Pair a, int n) { return {a.even * i16(Lum16s(n)), a.odd * i16(Lum16s(n))}; }
+template <int Bits>
+inline Pair shift_left(Pair a) {
+  return {shift_left<Bits>(a.even), shift_left<Bits>(a.odd)};
+}
+
+// The pixels of a block, or those k to the right of them.
+class AroundBytes {
+ public:
+  explicit AroundBytes(const Lum8u* p) : left_(load_bytes(p - 2)), here_(load_bytes(p)), right_(load_bytes(p + 2)) {}
+  LUM_INLINE Pair operator()(int k) const {
+    switch (k) {
+      case -2: return {low_bytes(left_), high_bytes(left_)};
+      case -1: return {high_bytes(left_), low_bytes(here_)};
+      case 0: return {low_bytes(here_), high_bytes(here_)};
+      case 1: return {high_bytes(here_), low_bytes(right_)};
+      default: return {low_bytes(right_), high_bytes(right_)};
+    }
+  }
+
+ private:
+  I16 left_, here_, right_;
+};
+class AroundFloats {
+ public:
+  explicit AroundFloats(const Lum32f* p) : p_(p) {}
+  LUM_INLINE F32 operator()(int k) const { return load(p_ + k); }
+
+ private:
+  const Lum32f* p_;
+};
+
+template <class S>
+struct BlockOf {
+  using V = Pair;
+  using Around = AroundBytes;
+  static constexpr int columns = 2 * I16::lanes;
+  static Pair all(int v) { return {i16(Lum16s(v)), i16(Lum16s(v))}; }
+};
+template <>
+struct BlockOf<Lum32f> {
+  using V = F32;
+  using Around = AroundFloats;
+  static constexpr int columns = F32::lanes;
+  static F32 all(Lum32f v) { return f32(v); }
+};
+template <class S>
+constexpr int kColumns = BlockOf<S>::columns;
+
+// ---- kernels ----
 //
 // Float sums run in ascending order; where the order written here differs, it is the rule (5-tap Dx cancels exactly on
-// equal pixels) or exact (doubling).
+// equal pixels) or exact (doubling). Integer sums are exact in any order: theirs is the shortest.
 
 struct Dx3 {
   static constexpr int taps = 3, sum = 0;
@@ -37,18 +95,20 @@ struct D2x3 {
 };
 struct Sobel3 {
   static constexpr int taps = 3, sum = 4;
-  auto operator()(auto a, auto b, auto c) const { return a + (b + b) + c; }
+  F32 operator()(F32 a, F32 b, F32 c) const { return a + (b + b) + c; }
+  Pair operator()(Pair a, Pair b, Pair c) const { return (a + b) + (b + c); }  // along a row, neighbours share sums
 };
 struct Scharr3 {
   static constexpr int taps = 3, sum = 16;
-  auto operator()(auto a, auto b, auto c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
+  F32 operator()(F32 a, F32 b, F32 c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
+  Pair operator()(Pair a, Pair b, Pair c) const { return times(a + c, 3) + times(b, 10); }
 };
 struct Avr3 {
   static constexpr int taps = 3, sum = 3;
   auto operator()(auto a, auto b, auto c) const { return a + b + c; }
 };
-struct Dx5 {  // of columns only
-  static constexpr int taps = 5;
+struct Dx5 {
+  static constexpr int taps = 5, sum = 0;
   auto operator()(auto a, auto b, auto, auto d, auto e) const {
     const auto inner = d - b;
     return (e - a) + (inner + inner);
@@ -67,21 +127,24 @@ struct D2x5 {
 };
 struct Sobel5 {
   static constexpr int taps = 5, sum = 16;
-  auto operator()(auto a, auto b, auto c, auto d, auto e) const {
-    return a + times(b, 4) + times(c, 6) + times(d, 4) + e;
+  F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + times(b, 4) + times(c, 6) + times(d, 4) + e; }
+  Pair operator()(Pair a, Pair b, Pair c, Pair d, Pair e) const {
+    const Sobel3 sobel3;
+    return sobel3(sobel3(a, b, c), sobel3(b, c, d), sobel3(c, d, e));
   }
 };
 struct Avr5 {
   static constexpr int taps = 5, sum = 5;
-  auto operator()(auto a, auto b, auto c, auto d, auto e) const { return a + b + c + d + e; }
+  F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + b + c + d + e; }
+  Pair operator()(Pair a, Pair b, Pair c, Pair d, Pair e) const { return (a + b) + (c + d) + e; }
 };
 template <class Rule>
 struct Negated {
-  static constexpr int taps = Rule::taps, sum = -Rule::sum;
+  static constexpr int taps = Rule::taps;
   auto operator()(auto... v) const { return -Rule{}(v...); }
 };
 
-// A kernel on `taps` neighbours, fetched one by one.
+// A kernel on as many values as it has taps.
 template <class Rule, class Fetch, int... K>
 LUM_INLINE auto apply(const Fetch& fetch, std::integer_sequence<int, K...>) {
   return Rule{}(fetch(K)...);
@@ -91,276 +154,499 @@ LUM_INLINE auto apply(const Fetch& fetch) {
   return apply<Rule>(fetch, std::make_integer_sequence<int, Rule::taps>());
 }
 
-// ---- rows ----
+// ---- sliders ----
+//
+// down() takes the next source row, as the pixels around a block, and gives the output row whose last source row that
+// is; the first K-1 outputs are junk. down_border() takes a row outside of the image that is all border value.
 
+template <class S, class OfRow, class OfColumn>
+class Separable {
+ public:
+  using V = typename BlockOf<S>::V;
+  static constexpr int taps = OfRow::taps;
+
+  LUM_INLINE V down(const auto& around) {
+    return push(apply<OfRow>([&](int k) { return around(k - taps / 2); }));
+  }
+  LUM_INLINE V down_border(S value) { return push(BlockOf<S>::all(value * OfRow::sum)); }
+
+ private:
+  LUM_INLINE V push(V row) {
+#pragma GCC unroll 16
+    for (int k = 0; k < taps - 1; ++k) rows_[k] = rows_[k + 1];
+    rows_[taps - 1] = row;
+    return apply<OfColumn>([&](int k) { return rows_[k]; });
+  }
+  V rows_[taps] = {};
+};
+
+// The same for integers with sums 1 2 1 or 1 4 6 4 1 down the columns: K-1 times the sum of two neighbours.
+template <class OfRow, int Taps>
+class Binomial {
+ public:
+  static constexpr int taps = Taps;
+  LUM_INLINE Pair down(const auto& around) {
+    return push(apply<OfRow>([&](int k) { return around(k - taps / 2); }));
+  }
+  LUM_INLINE Pair down_border(Lum8u value) { return push(BlockOf<Lum8u>::all(value * OfRow::sum)); }
+
+ private:
+  LUM_INLINE Pair push(Pair row) {
+#pragma GCC unroll 16
+    for (Pair& last : last_) {
+      const Pair sum = row + last;
+      last = row;
+      row = sum;
+    }
+    return row;
+  }
+  Pair last_[taps - 1] = {};
+};
+template <class OfRow>
+class Separable<Lum8u, OfRow, Sobel3> : public Binomial<OfRow, 3> {};
+template <class OfRow>
+class Separable<Lum8u, OfRow, Sobel5> : public Binomial<OfRow, 5> {};
+
+template <class A, class B>
+class Sum {
+ public:
+  static constexpr int taps = A::taps;
+  LUM_INLINE auto down(const auto& around) { return a_.down(around) + b_.down(around); }
+  LUM_INLINE auto down_border(auto value) { return a_.down_border(value) + b_.down_border(value); }
+
+ private:
+  A a_;
+  B b_;
+};
+
+// 3x3 in integers: 2 0 2 / 0 -8 0 / 2 0 2.
+class IntegerLaplacian3 {
+ public:
+  static constexpr int taps = 3;
+  LUM_INLINE Pair down(const auto& around) {
+    const Pair sides = around(-1) + around(1);
+    const Pair corners = sides_[0] + sides, result = corners + corners - shift_left<3>(middle_);
+    sides_[0] = sides_[1];
+    sides_[1] = sides;
+    middle_ = around(0);
+    return result;
+  }
+  LUM_INLINE Pair down_border(Lum8u value) {
+    return down([&](int) { return BlockOf<Lum8u>::all(value); });
+  }
+
+ private:
+  Pair sides_[2] = {}, middle_ = {};
+};
+
+// 5x5 in integers, with a = 1 2 2 2 1, b = 2 0 -4 0 2 and c = 2 -4 -12 -4 2: twice a / b / c / b / a. The outputs that a
+// row takes part in are summed up side by side; that needs fewer registers than the rows.
+class IntegerLaplacian5 {
+ public:
+  static constexpr int taps = 5;
+  LUM_INLINE Pair down(const auto& around) {
+    const Pair outer = around(-2) + around(2), inner = around(-1) + around(1), middle = around(0);
+    const Pair a = outer + shift_left<1>(inner + middle), b = shift_left<1>(outer - (middle + middle));
+    const Pair c = b - shift_left<2>(inner + middle + middle);
+    const Pair result = sums_[0] + a;
+    sums_[0] = sums_[1] + b;
+    sums_[1] = sums_[2] + c;
+    sums_[2] = sums_[3] + b;
+    sums_[3] = a;
+    return result + result;
+  }
+  LUM_INLINE Pair down_border(Lum8u value) {
+    return down([&](int) { return BlockOf<Lum8u>::all(value); });
+  }
+
+ private:
+  Pair sums_[4] = {};
+};
+
+// Box sums become means. The integer forms are the rule, not an approximation: 5x5 has no rounding term.
+inline Pair mean9(Pair s) {
+  const I16 five = i16(5), factor = i16(7280);
+  return {multiply_high_unsigned(s.even + five, factor), multiply_high_unsigned(s.odd + five, factor)};
+}
+inline Pair mean25(Pair s) {
+  const I16 factor = i16(2621);
+  return {multiply_high_unsigned(s.even, factor), multiply_high_unsigned(s.odd, factor)};
+}
+inline F32 mean9(F32 s) { return s * f32(1.0f / 9); }
+inline F32 mean25(F32 s) { return s * f32(1.0f / 25); }
+
+template <class S, class Rule>
+class Mean {
+ public:
+  static constexpr int taps = Rule::taps;
+  LUM_INLINE auto down(const auto& around) { return mean(sums_.down(around)); }
+  LUM_INLINE auto down_border(S value) { return mean(sums_.down_border(value)); }
+
+ private:
+  static auto mean(auto sum) {
+    if constexpr (taps == 3)
+      return mean9(sum);
+    else
+      return mean25(sum);
+  }
+  Separable<S, Rule, Rule> sums_;
+};
+
+// A pass of K taps along rows, and the same down the columns.
+template <int K>
+class Gauss {
+ public:
+  static constexpr int taps = K;
+  explicit Gauss(const F32* kernel) : kernel_(kernel) {}
+
+  LUM_INLINE F32 down(const auto& around) {
+    return push(sum([&](int k) { return around(k - K / 2); }));
+  }
+  LUM_INLINE F32 down_border(Lum32f value) {
+    return push(sum([&](int) { return f32(value); }));
+  }
+
+ private:
+  LUM_INLINE F32 sum(const auto& fetch) const {
+    F32 s = fetch(0) * kernel_[0];
+#pragma GCC unroll 16
+    for (int k = 1; k < K; ++k) s = s + fetch(k) * kernel_[k];
+    return s;
+  }
+  LUM_INLINE F32 push(F32 row) {
+#pragma GCC unroll 16
+    for (int k = 0; k < K - 1; ++k) rows_[k] = rows_[k + 1];
+    rows_[K - 1] = row;
+    return sum([&](int k) { return rows_[k]; });
+  }
+  const F32* kernel_;
+  F32 rows_[K] = {};
+};
+
+// ---- sweeps: a slider down every block of a stretch of columns ----
+
+template <class S, class D>
+struct Stretch {
+  const S* const* rows;  // the source rows; null where the border value stands
+  int count;             // of output rows
+  int bottom;            // how many of them end in a source row that is null
+  S border_value;
+  Image<D> dst;    // the first output row, from column `begin`
+  int begin, end;  // columns, whole blocks
+  int shift;       // what Shifted divides by, as a power of two
+  const F32* kernel;
+};
+template <class S, class D>
+using Sweep = void (*)(const Stretch<S, D>&);
+
+struct Plain {
+  explicit Plain(int) {}
+  LUM_INLINE void operator()(auto* d, Pair v) const { store_interleaved(d, v.even, v.odd); }
+  LUM_INLINE void operator()(Lum32f* d, F32 v) const { store(d, v); }
+};
+
+// Divides by a power of two, halves to even: what a product with its reciprocal rounds to.
+class Shifted {
+ public:
+  explicit Shifted(int bits) : bits_(bits), below_half_(i16(Lum16s((1 << (bits - 1)) - 1))), one_(i16(1)) {}
+  LUM_INLINE void operator()(Lum8s* d, Pair v) const { store_interleaved(d, rounded(v.even), rounded(v.odd)); }
+
+ private:
+  LUM_INLINE I16 rounded(I16 v) const { return shift_right(v + below_half_ + (shift_right(v, bits_) & one_), bits_); }
+  int bits_;
+  I16 below_half_, one_;
+};
+constexpr int kMostShift = 14;  // sums stay below 2^14, so that the addition cannot overflow
+
+template <class Store, class Slider, class S, class D>
+LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
+  const Store store(stretch.shift);
+  // Copies: as far as the compiler knows, the stores below change the original.
+  const S* const* const source = stretch.rows;
+  const S border_value = stretch.border_value;
+  const ptrdiff_t step = stretch.dst.step;
+  const int count = stretch.count, inside = count - stretch.bottom, end = stretch.end;
+  D* column = stretch.dst.data;
+  for (ptrdiff_t x = stretch.begin; x < end; x += kColumns<S>, column += kColumns<S>) {
+    Slider slider = at_top;
+    const S* const* rows = source;
+    const auto down = [&]() __attribute__((always_inline)) {
+      return slider.down(typename BlockOf<S>::Around(*rows++ + x));
+    };
+#pragma GCC unroll 16
+    for (int k = 1; k < Slider::taps; ++k) {
+      if (*rows) [[likely]]
+        down();
+      else
+        ++rows, slider.down_border(border_value);
+    }
+    D* d = column;
+    for (int y = 0; y < inside; ++y, d = (D*)((char*)d + step)) store(d, down());
+    for (int y = inside; y < count; ++y, d = (D*)((char*)d + step)) store(d, slider.down_border(border_value));
+  }
+}
+template <class Slider, class Store, class S, class D>
+void sweep(const Stretch<S, D>& stretch) {
+  sweep_with<Store>(Slider(), stretch);
+}
+template <int K>
+void gauss_sweep(const Stretch<Lum32f, Lum32f>& stretch) {
+  sweep_with<Plain>(Gauss<K>(stretch.kernel), stretch);
+}
+
+// Filters that integers have a shorter way to. (Floats have another sign of zero the shorter way round.)
 template <class S>
-struct IntermediateOf {
-  using type = Lum16s;
+struct Shortest {
+  using SobelNegVert3 = Separable<S, Dx3, Sobel3>;
+  using SobelNegVert5 = Separable<S, Dx5, Sobel5>;
+  using Laplacian3 = IntegerLaplacian3;
+  using Laplacian5 = IntegerLaplacian5;
 };
 template <>
-struct IntermediateOf<Lum32f> {
-  using type = Lum32f;
+struct Shortest<Lum32f> {
+  using SobelNegVert3 = Separable<Lum32f, DxNeg3, Negated<Sobel3>>;
+  using SobelNegVert5 = Separable<Lum32f, DxNeg5, Negated<Sobel5>>;
+  using Laplacian3 = Sum<Separable<Lum32f, Sobel3, D2x3>, Separable<Lum32f, D2x3, Sobel3>>;
+  using Laplacian5 = Sum<Separable<Lum32f, Sobel5, D2x5>, Separable<Lum32f, D2x5, Sobel5>>;
+};
+
+// 3x3 and 5x5, in the order of FixedFilter.
+template <class S, class D, class Store>
+constexpr Sweep<S, D> kDerivatives[][2] = {
+    {sweep<Separable<S, Sobel3, Dx3>, Store, S, D>, sweep<Separable<S, Sobel5, Dx5>, Store, S, D>},
+    {sweep<Separable<S, DxNeg3, Sobel3>, Store, S, D>, sweep<Separable<S, DxNeg5, Sobel5>, Store, S, D>},
+    {sweep<typename Shortest<S>::SobelNegVert3, Store, S, D>, sweep<typename Shortest<S>::SobelNegVert5, Store, S, D>},
+    {sweep<Separable<S, Sobel3, D2x3>, Store, S, D>, sweep<Separable<S, Sobel5, D2x5>, Store, S, D>},
+    {sweep<Separable<S, D2x3, Sobel3>, Store, S, D>, sweep<Separable<S, D2x5, Sobel5>, Store, S, D>},
+    {sweep<Separable<S, DxNeg3, Dx3>, Store, S, D>, sweep<Separable<S, DxNeg5, Dx5>, Store, S, D>},
+    {sweep<typename Shortest<S>::Laplacian3, Store, S, D>, sweep<typename Shortest<S>::Laplacian5, Store, S, D>},
+    {sweep<Separable<S, Scharr3, Dx3>, Store, S, D>, nullptr},
+    {sweep<Separable<S, Dx3, Scharr3>, Store, S, D>, nullptr},
 };
 template <class S>
-using Mid = typename IntermediateOf<S>::type;
+constexpr Sweep<S, S> kMeans[] = {sweep<Mean<S, Avr3>, Plain, S, S>, sweep<Mean<S, Avr5>, Plain, S, S>};
+constexpr Sweep<Lum32f, Lum32f> kGaussians[] = {gauss_sweep<3>, gauss_sweep<5>, gauss_sweep<7>, gauss_sweep<9>};
+static_assert(kMostGaussTaps == 9);
 
-// Columns of a strip: 8 KiB of a row, since shorter stretches break up the processor's prefetching. The second row of a
-// Laplacian kernel lies kPitch elements behind the first; the pitch is not a power of two, so that rows do not compete
-// for the same cache lines.
-template <class M>
-constexpr int kStrip = 8192 / sizeof(M);
-template <class M>
-constexpr int kPitch = kStrip<M> + 64 / sizeof(M);
+template <class Store, class S, class D>
+Sweep<S, D> find_sweep(FixedFilter filter, int taps) {
+  if constexpr (sizeof(S) == 4)
+    if (filter == FixedFilter::kGauss) return kGaussians[taps / 2 - 1];
+  if constexpr (std::is_same_v<S, D>)
+    if (filter == FixedFilter::kLowpass) return kMeans<S>[taps / 5];
+  if constexpr (sizeof(S) == 4 || !std::is_same_v<S, D>)
+    return kDerivatives<S, D, Store>[int(filter)][taps / 5];
+  else
+    return nullptr;
+}
 
-// The columns [begin, end) of an image of some width, and what stands left and right of the image.
+// ---- bands ----
+
+// Output rows that go down at a time: the more, the fewer source rows are filtered twice, and the more compete for the
+// same lines of the first-level cache.
+constexpr int kMostRows = 16;
+constexpr int rows_at_once(int taps, int size) { return taps == 5 && size == 1 ? kMostRows : 8; }
+
+// Rows so far apart that their columns share the low 12 bits of their addresses also share the cache's few ways, and
+// loads wait for stores that they do not depend on. Then fewer rows go at a time, and their results take a detour
+// through a tile.
+constexpr int kAliasedRows = 4;
+template <class S, class D>
+bool aliased(Image<const S> src, Image<D> dst) {
+  if (sizeof(S) != sizeof(D)) return false;
+  const auto near = [](long long distance) { return ((distance + 64) & 4095) < 128; };
+  const int most = sizeof(S) == 1 ? 1 : 6;  // bytes take longer to come round again
+  for (int k = 1; k <= most; ++k)
+    if (near((const char*)src.data - (const char*)dst.data + (long long)k * src.step)) return true;
+  return false;
+}
+
+// What stands left and right of an image: columns of it, or -1 for the border value.
 template <class S>
-struct Strip {
-  int begin, end, width;
-  int left[2], right[2];  // column that stands at -1, -2 and at width, width + 1; -1 for the border value
-  S border_value;
+class Sides {
+ public:
+  // Every block loads so many pixels left and right of it.
+  static constexpr int margin(int taps) { return sizeof(S) == 1 || taps < 5 ? 2 : taps / 2; }
+  static constexpr int kMostMargin = margin(sizeof(S) == 1 ? 5 : kMostGaussTaps);
+  static constexpr int kFramed = kColumns<S> + 2 * kMostMargin;
 
-  LUM_INLINE S at(const S* row, int x) const {
-    if (x < 0)
-      x = left[-1 - x];
-    else if (x >= width)
-      x = right[x - width];
-    return x < 0 ? border_value : get(row + x);
+  template <class D>
+  explicit Sides(const Convolution<S, D>& job)
+      : width_(job.roi.width), margin_(margin(job.taps)), value_(job.border_value) {
+    for (int i = 0; i < margin_; ++i) {
+      left_[i] = border_index(-1 - i, width_, job.border);
+      right_[i] = border_index((long long)width_ + i, width_, job.border);
+    }
   }
+
+  // A block's columns of a row, from x, between `margin` neighbours on either side.
+  LUM_INLINE void frame(const S* row, int x, S* out) const {
+    constexpr int kBlock = kColumns<S>;
+    const int begin = x < margin_ ? 0 : x - margin_;
+    const int end = width_ - x < kBlock + margin_ ? width_ : x + kBlock + margin_;
+    const int n = end - begin;
+    S* const inside = out + (begin - x);
+    if (n >= kBlock) {
+      for (int i = 0; i < n - kBlock; i += kBlock) memcpy(inside + i, row + begin + i, kBlock * sizeof(S));
+      memcpy(inside + n - kBlock, row + end - kBlock, kBlock * sizeof(S));
+    } else {
+      for (int i = 0; i < n; ++i) put(inside + i, get(row + begin + i));
+    }
+    if (x == 0)
+      for (int i = 0; i < margin_; ++i) put(out - 1 - i, at(row, left_[i]));
+    for (int i = 0; i < margin_ && width_ + i < x + kBlock + margin_; ++i)
+      put(out + (width_ - x) + i, at(row, right_[i]));
+  }
+
+ private:
+  LUM_INLINE S at(const S* row, int x) const { return x < 0 ? value_ : get(row + x); }
+  int width_, margin_;
+  S value_;
+  int left_[kMostMargin], right_[kMostMargin];
 };
 
 inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? high : v; }
 
-// Columns [begin, end) one by one, across the border if need be.
-template <class Rule, class S>
-LUM_INLINE void filter_columns(const Strip<S>& strip, const S* row, Mid<S>* out, int begin, int end) {
-  using Element = decltype(S() + S());
-  for (int x = begin; x < end; ++x)
-    out[x - strip.begin] = Mid<S>(apply<Rule>([&](int k) { return Element(strip.at(row, x + k - Rule::taps / 2)); }));
-}
-
-template <class Rule, class S>
-LUM_INLINE void filter_vector(const S* p, Mid<S>* out) {
-  store(out, apply<Rule>([&](int k) { return load(p + k - Rule::taps / 2); }));
-}
-
-template <class Rule, class...>
-constexpr int kTapsOf = Rule::taps;
-
-// Each rule makes a row of its own.
-template <class S, class... Rules>
-void filter_row(const Strip<S>& strip, const S* row, Mid<S>* out) {
-  using M = Mid<S>;
-  constexpr int kLanes = Vector<M>::lanes;
-  constexpr int kHalf = kTapsOf<Rules...> / 2;
-  const int first = clamp(kHalf, strip.begin, strip.end), last = clamp(strip.width - kHalf, first, strip.end);
-  M* target = out;
-  ((filter_columns<Rules>(strip, row, target, strip.begin, first), target += kPitch<M>), ...);
-
-  const S* const p = row + first;
-  M* const o = out + (first - strip.begin);
-  const int n = last - first;
-  const auto vector = [&](int x) {
-    M* t = o + x;
-    ((filter_vector<Rules>(p + x, t), t += kPitch<M>), ...);
-  };
-  int x = 0;
-  for (; x <= n - kLanes; x += kLanes) vector(x);
-  if (x < n && n >= kLanes) {
-    vector(n - kLanes);  // some columns once more: the same result in the same place
-    x = n;
-  }
-  target = out;
-  ((filter_columns<Rules>(strip, row, target, first + x, strip.end), target += kPitch<M>), ...);
-}
-
-// What a row of nothing but the border value becomes.
-template <class S, class... Rules>
-void constant_row(const Strip<S>& strip, Mid<S>* out) {
-  const auto fill = [&](int sum) {
-    const Mid<S> value = Mid<S>(strip.border_value * sum);
-    for (int x = 0; x < strip.end - strip.begin; ++x) out[x] = value;
-    out += kPitch<Mid<S>>;
-  };
-  (fill(Rules::sum), ...);
-}
-
-template <class S>
-struct RowFunctions {
-  void (*filter)(const Strip<S>&, const S*, Mid<S>*);
-  void (*constant)(const Strip<S>&, Mid<S>*);
-};
-template <class S, class... Rules>
-constexpr RowFunctions<S> row_functions = {filter_row<S, Rules...>, constant_row<S, Rules...>};
-
-template <class S>
-constexpr RowFunctions<S> kRowTable[] = {
-    row_functions<S, Dx3>,  row_functions<S, Scharr3>, row_functions<S, DxNeg3>,       row_functions<S, DxNeg5>,
-    row_functions<S, D2x3>, row_functions<S, D2x5>,    row_functions<S, Sobel3>,       row_functions<S, Sobel5>,
-    row_functions<S, Avr3>, row_functions<S, Avr5>,    row_functions<S, Sobel3, D2x3>, row_functions<S, Sobel5, D2x5>,
-};
-
-// ---- columns ----
-
-// The column's neighbours are the same element of K rows.
-template <class Rule>
-struct Column {
-  template <class M>
-  LUM_INLINE static auto vector(const M* const* rows, int x) {
-    return apply<Rule>([&](int k) { return load(rows[k] + x); });
-  }
-  template <class M>
-  LUM_INLINE static auto element(const M* const* rows, int x) {
-    return apply<Rule>([&](int k) { return +rows[k][x]; });
-  }
-};
-
-template <class OfSobel, class OfD2x>
-struct LaplacianColumn {
-  template <class M>
-  LUM_INLINE static auto vector(const M* const* rows, int x) {
-    return apply<OfSobel>([&](int k) { return load(rows[k] + x); }) +
-           apply<OfD2x>([&](int k) { return load(rows[k] + kPitch<M> + x); });
-  }
-  template <class M>
-  LUM_INLINE static auto element(const M* const* rows, int x) {
-    return apply<OfSobel>([&](int k) { return +rows[k][x]; }) +
-           apply<OfD2x>([&](int k) { return +rows[k][kPitch<M> + x]; });
-  }
-};
-
-// Box sums become means. The integer forms are the rule, not an approximation: 5x5 has no rounding term.
-struct MeanColumn3 {
-  using Sum = Column<Avr3>;
-  static I16 mean(I16 s, Lum8u*) { return multiply_high_unsigned(s + i16(5), i16(7280)); }
-  static int mean(int s, Lum8u*) { return (s + 5) * 7280 >> 16; }
-  static F32 mean(F32 s, Lum32f*) { return s * f32(1.0f / 9); }
-  static Lum32f mean(Lum32f s, Lum32f*) { return s * (1.0f / 9); }
-};
-struct MeanColumn5 {
-  using Sum = Column<Avr5>;
-  static I16 mean(I16 s, Lum8u*) { return multiply_high_unsigned(s, i16(2621)); }
-  static int mean(int s, Lum8u*) { return s * 2621 >> 16; }
-  static F32 mean(F32 s, Lum32f*) { return s * f32(1.0f / 25); }
-  static Lum32f mean(Lum32f s, Lum32f*) { return s * (1.0f / 25); }
-};
-template <class Mean, class D>
-struct Scaled {
-  template <class M>
-  LUM_INLINE static auto vector(const M* const* rows, int x) {
-    return Mean::mean(Mean::Sum::vector(rows, x), (D*)nullptr);
-  }
-  template <class M>
-  LUM_INLINE static auto element(const M* const* rows, int x) {
-    return Mean::mean(Mean::Sum::element(rows, x), (D*)nullptr);
-  }
-};
-
-inline void put_result(Lum16s* d, int v) { put(d, Lum16s(v)); }
-inline void put_result(Lum8u* d, int v) { *d = Lum8u(v > 255 ? 255 : v); }
-inline void put_result(Lum8s* d, int v) { *d = Lum8s(clamp(v, -128, 127)); }
-inline void put_result(Lum32f* d, Lum32f v) { put(d, v); }
-
-template <class Sum, class M, class D>
-void filter_column(const M* const* rows, D* d, int n, int /*bulk*/, Lum32f /*reciprocal*/) {
-  constexpr int kLanes = Vector<M>::lanes;
-  int x = 0;
-  for (; x <= n - kLanes; x += kLanes) store(d + x, Sum::vector(rows, x));
-  if (x == n) return;
-  if (n >= kLanes)
-    store(d + n - kLanes, Sum::vector(rows, n - kLanes));
-  else
-    for (; x < n; ++x) put_result(d + x, Sum::element(rows, x));
-}
-
-// Sums times the reciprocal of a divisor, rounded in the first `bulk` columns, truncated in the others.
-template <class Sum>
-void filter_column_divided(const Lum16s* const* rows, Lum8s* d, int n, int bulk, Lum32f reciprocal) {
-  if (reciprocal == 1) return filter_column<Sum>(rows, d, n, bulk, reciprocal);
+// Sums times the reciprocal of a divisor, rounded in the first `rounded` of n columns, truncated in the others. The sums
+// go on to a whole block.
+inline void divide_row(const Lum16s* sums, Lum8s* d, int n, int rounded, Lum32f reciprocal) {
   const F32 r = f32(reciprocal);
-  const auto scaled = [&](int x, auto convert) {
-    const I16 sum = Sum::vector(rows, x);
-    return pack(convert(to_float(widen_low(sum)) * r), convert(to_float(widen_high(sum)) * r));
-  };
-  for (int x = 0; x < bulk; x += I16::lanes) store(d + x, scaled(x, [](F32 v) { return round_nearest(v); }));
-  if (bulk == n) return;
-  Lum8s last[16];  // whatever the ring holds behind the row is computed with, and dropped
-  for (int x = 0; x < 16; x += I16::lanes) store(last + x, scaled(bulk + x, [](F32 v) { return truncate(v); }));
-  memcpy(d + bulk, last, n - bulk);
-}
-
-template <class M, class D>
-using ColumnFunction = void (*)(const M* const*, D*, int, int, Lum32f);
-
-template <class D, class Sum>
-constexpr auto column_function() {
-  if constexpr (sizeof(D) == 1 && D(-1) < 0)
-    return ColumnFunction<Lum16s, D>(filter_column_divided<Sum>);
-  else
-    return ColumnFunction<Mid<D>, D>(filter_column<Sum, Mid<D>, D>);
-}
-
-template <class D>
-constexpr ColumnFunction<Mid<D>, D> kColumnTable[] = {
-    column_function<D, Column<Scharr3>>(),
-    column_function<D, Column<Dx3>>(),
-    column_function<D, Column<Sobel3>>(),
-    column_function<D, Column<Sobel5>>(),
-    column_function<D, Column<Dx5>>(),
-    column_function<D, Column<D2x3>>(),
-    column_function<D, Column<D2x5>>(),
-    column_function<D, LaplacianColumn<D2x3, Sobel3>>(),
-    column_function<D, LaplacianColumn<D2x5, Sobel5>>(),
-    nullptr,
-    nullptr,
-    column_function<D, Column<Negated<Sobel3>>>(),
-    column_function<D, Column<Negated<Sobel5>>>(),
-};
-// Means exist for 8u and 32f only.
-template <class D>
-ColumnFunction<Mid<D>, D> column_kernel(ColumnKernel kernel) {
-  if constexpr (sizeof(D) == 4 || (sizeof(D) == 1 && D(-1) > 0)) {
-    if (kernel == ColumnKernel::avr3) return filter_column<Scaled<MeanColumn3, D>, Mid<D>, D>;
-    if (kernel == ColumnKernel::avr5) return filter_column<Scaled<MeanColumn5, D>, Mid<D>, D>;
+  for (int x = 0; x < n; x += I16::lanes) {
+    const I16 s = load(sums + x);
+    const F32 low = to_float(widen_low(s)) * r, high = to_float(widen_high(s)) * r;
+    const I16 v = x < rounded ? pack(round_nearest(low), round_nearest(high)) : pack(truncate(low), truncate(high));
+    n - x < I16::lanes ? store_first(d + x, v, n - x) : store(d + x, v);
   }
-  if constexpr (sizeof(D) == 1 && D(-1) > 0)
-    return nullptr;
-  else
-    return kColumnTable<D>[int(kernel)];
 }
+
+// Results on their way to the destination: rows of a tile that stays in the first-level cache.
+template <class T>
+struct Tile {
+  static constexpr int columns = 2048 / sizeof(T);
+  static constexpr int pitch = columns + 64 / sizeof(T);
+  T rows[kMostRows][pitch];
+};
+
+// Makes blocks of one filter: stretches of whole blocks that see only the image, and single blocks, of whose columns the
+// first n are wanted and whose source rows may be copies.
+template <class S, class D>
+class Painter {
+ public:
+  explicit Painter(const Convolution<S, D>& job)
+      : sweep_(find_sweep<Plain, S, D>(job.filter, job.taps)), by_tile_(aliased(job.src, job.dst)) {
+    if constexpr (sizeof(S) == 4)
+      if (job.filter == FixedFilter::kGauss)
+        for (int k = 0; k < job.taps; ++k) kernel_[k] = f32(get(job.kernel + k));
+  }
+  void blocks(Stretch<S, D> stretch) const {
+    stretch.kernel = kernel_;
+    if (!by_tile_) return sweep_(stretch);
+    const int end = stretch.end;
+    for (; stretch.begin < end; stretch.begin = stretch.end) {
+      const int n = end - stretch.begin < Tile<D>::columns ? end - stretch.begin : Tile<D>::columns;
+      stretch.end = stretch.begin + n;
+      through_tile(stretch, n);
+      stretch.dst.data += n;
+    }
+  }
+  void block(Stretch<S, D> stretch, int /*x*/, int n) const {
+    stretch.kernel = kernel_;
+    stretch.end = kColumns<S>;
+    n == kColumns<S> ? sweep_(stretch) : through_tile(stretch, n);
+  }
+
+ private:
+  void through_tile(Stretch<S, D> stretch, int n) const {
+    Tile<D> tile;
+    const Image<D> dst = stretch.dst;
+    stretch.dst = {tile.rows[0], sizeof tile.rows[0]};
+    sweep_(stretch);
+    for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y), tile.rows[y], n * sizeof(D));
+  }
+  Sweep<S, D> sweep_;
+  bool by_tile_;
+  F32 kernel_[sizeof(S) == 4 ? kMostGaussTaps : 1];
+};
+
+template <>
+class Painter<Lum8u, Lum8s> {
+ public:
+  explicit Painter(const Convolution<Lum8u, Lum8s>& job)
+      : sums_(find_sweep<Plain, Lum8u, Lum16s>(job.filter, job.taps)), reciprocal_(1.0f / Lum32f(job.divisor)),
+        rounded_(job.roi.width / 16 * 16) {
+    if (job.divisor == 1)
+      direct_ = find_sweep<Plain, Lum8u, Lum8s>(job.filter, job.taps);
+    else if (job.divisor > 1 && (job.divisor & (job.divisor - 1)) == 0 && job.divisor <= 1 << kMostShift) {
+      direct_ = find_sweep<Shifted, Lum8u, Lum8s>(job.filter, job.taps);
+      shift_ = __builtin_ctz(unsigned(job.divisor));
+    }
+  }
+  void blocks(Stretch<Lum8u, Lum8s> stretch) const {
+    stretch.shift = shift_;
+    if (direct_) return direct_(stretch);
+    const int end = stretch.end;
+    for (; stretch.begin < end; stretch.begin = stretch.end) {
+      const int n = end - stretch.begin < Tile<Lum16s>::columns ? end - stretch.begin : Tile<Lum16s>::columns;
+      stretch.end = stretch.begin + n;
+      divided(stretch, n, n);
+      stretch.dst.data += n;
+    }
+  }
+  void block(Stretch<Lum8u, Lum8s> stretch, int x, int n) const {
+    const int rounded = clamp(rounded_ - x, 0, n);
+    stretch.shift = shift_;
+    stretch.end = kColumns<Lum8u>;
+    direct_&& rounded == kColumns<Lum8u> ? direct_(stretch) : divided(stretch, n, rounded);
+  }
+
+ private:
+  void divided(const Stretch<Lum8u, Lum8s>& s, int n, int rounded) const {
+    Tile<Lum16s> tile;
+    sums_({s.rows, s.count, s.bottom, s.border_value, {tile.rows[0], sizeof tile.rows[0]}, s.begin, s.end, 0, nullptr});
+    for (int y = 0; y < s.count; ++y) divide_row(tile.rows[y], s.dst.row(y), n, rounded, reciprocal_);
+  }
+  Sweep<Lum8u, Lum16s> sums_;
+  Sweep<Lum8u, Lum8s> direct_ = nullptr;
+  int shift_ = 0;
+  Lum32f reciprocal_;
+  int rounded_;  // the columns behind are truncated
+};
 
 }  // namespace
 
 template <class S, class D>
 void convolve_band(const Convolution<S, D>& job, Rows rows) {
-  using M = Mid<S>;
-  constexpr int kMaxTaps = 5;
-  alignas(64) M ring[kMaxTaps][2 * kPitch<M>];
-  const RowFunctions<S> row = kRowTable<S>[int(job.row)];
-  const auto column = column_kernel<D>(job.column);
-  const int taps = job.taps, half = taps / 2, width = job.roi.width, height = job.roi.height;
+  constexpr int kBlock = kColumns<S>, kMostOutside = Sides<S>::kMostMargin;
+  const Painter<S, D> painter(job);
+  const Sides<S> sides(job);
+  const int margin = sides.margin(job.taps), half = job.taps / 2, width = job.roi.width;
+  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : rows_at_once(job.taps, sizeof(S));
+  S frames[kMostRows + 2 * kMostOutside][Sides<S>::kFramed];
+  const S *source[kMostRows + 2 * kMostOutside], *framed[kMostRows + 2 * kMostOutside];
 
-  Strip<S> strip = {0, 0, width, {}, {}, job.border_value};
-  for (int i = 0; i < 2; ++i) {
-    strip.left[i] = border_index(-1 - i, width, job.border);
-    strip.right[i] = border_index((long long)width + i, width, job.border);
-  }
-  for (int begin = 0; begin < width; begin = strip.end) {
-    strip.begin = begin;
-    strip.end = width - begin > kStrip<M> ? begin + kStrip<M> : width;
-    const int n = strip.end - begin, bulk = clamp(width / 16 * 16 - begin, 0, n);
-    const M* window[2 * kMaxTaps];
-    for (int i = 0; i < 2 * taps; ++i) window[i] = ring[i % taps];
-    int slot = 0;
-    for (long long y = (long long)rows.begin - half; y < (long long)rows.end + half; ++y) {
-      const int source = border_index(y, height, job.border);
-      if (source < 0)
-        row.constant(strip, ring[slot]);
-      else
-        row.filter(strip, job.src.row(source), ring[slot]);
-      slot = slot + 1 == taps ? 0 : slot + 1;
-      // The ring now holds the rows y - taps + 1 to y, the oldest in the slot that is next.
-      if (y >= (long long)rows.begin + half)
-        column(window + slot, job.dst.row(int(y - half)) + begin, n, bulk, job.reciprocal);
+  for (int y = rows.begin, count; y < rows.end; y += count) {
+    count = rows.end - y < at_once ? rows.end - y : at_once;
+    for (int i = 0; i < count + 2 * half; ++i) {
+      const int index = border_index((long long)y - half + i, job.roi.height, job.border);
+      source[i] = index < 0 ? nullptr : job.src.row(index);
+    }
+    int bottom = 0;
+    while (bottom < count && !source[count + 2 * half - 1 - bottom]) ++bottom;
+    const Image<D> dst = {job.dst.row(y), job.dst.step};
+    for (int x = 0; x < width;) {
+      const int inside = x < margin ? 0 : (width - x - margin) / kBlock * kBlock;
+      if (inside > 0) {
+        painter.blocks({source, count, bottom, job.border_value, {dst.data + x, dst.step}, x, x + inside, 0, nullptr});
+        x += inside;
+      } else {
+        for (int i = 0; i < count + 2 * half; ++i) {
+          framed[i] = source[i] ? frames[i] + kMostOutside : nullptr;
+          if (source[i]) sides.frame(source[i], x, frames[i] + kMostOutside);
+        }
+        const int n = width - x < kBlock ? width - x : kBlock;
+        painter.block({framed, count, bottom, job.border_value, {dst.data + x, dst.step}, 0, 0, 0, nullptr}, x, n);
+        x += kBlock;
+      }
     }
   }
 }

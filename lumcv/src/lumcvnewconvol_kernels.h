@@ -5,28 +5,28 @@
 
 namespace lum {
 
-// Row kernels, in the order of their table. The Laplacian ones make two rows at once, Sobel and D2x.
+// In the order of the kernels' tables.
 // clang-format off
-enum class RowKernel {
-  dx3, scharr3, dx_neg3, dx_neg5, d2x3, d2x5, sobel3, sobel5, avr3, avr5, laplacian3, laplacian5,
-};
-// Column kernels, in the order of their table. The Laplacian ones add D2x of the Sobel rows and Sobel of the D2x rows.
-enum class ColumnKernel {
-  scharr3, dx3, sobel3, sobel5, dx5, d2x3, d2x5, laplacian3, laplacian5, avr3, avr5, sobel_neg3, sobel_neg5,
+enum class FixedFilter {
+  kSobelHoriz, kSobelVert, kSobelNegVert, kSobelHorizSecond, kSobelVertSecond, kSobelCross, kLaplacian,
+  kScharrHoriz, kScharrVert, kLowpass, kGauss,
 };
 // clang-format on
+
+// The Gaussian of up to so many taps is done like the fixed filters.
+constexpr int kMostGaussTaps = 9;
 
 template <class S, class D>
 struct Convolution {
   Image<const S> src;
   Image<D> dst;
   LumSize roi;
+  FixedFilter filter;
   int taps;
-  RowKernel row;
-  ColumnKernel column;
   LumBorderType border;
   S border_value;
-  Lum32f reciprocal;  // of the divisor, for 8s results; 1 needs no scaling
+  int divisor;           // of 8s results
+  const Lum32f* kernel;  // the taps of the Gaussian
 };
 
 }  // namespace lum
