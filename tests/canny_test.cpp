@@ -71,8 +71,8 @@ struct Model {
 template <class T>
 std::vector<Lum8u> run(const Plane<T>& dx, const Plane<T>& dy, A a, int variation = 0) {
   a.set_roi(dx.roi());
-  const Block buffer(buffer_bytes(kSize, a), variation * 5 % 16),
-      edges(size_t(a.dst_step) * a.height, variation * 3 % 16);
+  const Block buffer(buffer_bytes(kSize, a), variation * 5 % 17),
+      edges(size_t(a.dst_step) * a.height, variation * 3 % 17);
   a.src = dx.data(), a.step = dx.step(), a.src2 = dy.data(), a.step2 = dy.step();
   a.dst = edges.bytes(), a.buffer = buffer.bytes();
   EXPECT_EQ(kCanny<T>(a), lumStatusOk);
@@ -82,7 +82,7 @@ std::vector<Lum8u> run(const Plane<T>& dx, const Plane<T>& dy, A a, int variatio
 // Compares with the model. gradient(x, y) is the pair of dx and dy.
 template <class T, class F>
 void check(LumSize roi, float low, float high, F gradient, int variation = 0) {
-  const int shift = variation % 16;
+  const int shift = variation % 17;
   Plane<T> dx(roi, 1, {int(sizeof(T)) * (variation % 3), shift}),
       dy(roi, 1, {int(sizeof(T)) * (variation % 2), 15 - shift});
   for (int y = 0; y < roi.height; ++y)

@@ -168,7 +168,7 @@ TEST(FixedFilters, EqualModel) {
         check(m, roi, a, random, place);
       };
       for (int i = 0; i < 140; ++i)
-        check_any({1 + i / 2, 1 + int(random() % 6)}, {int(random() % 3), int(random() % 16)});
+        check_any({1 + i / 2, 1 + int(random() % 6)}, {int(random() % 3), int(random() % 17)});
       for (int width : {2049, 4097, 4099}) check_any({width, 3}, {});  // around the strips of wide images
       for (int border : kBorders)
         for (LumSize roi : {LumSize{1, 1}, {2, 1}, {1, 2}, {2, 2}, {3, 3}, {33, 9}}) {
@@ -293,7 +293,7 @@ TEST(Gauss, EqualsModel) {
     for (int taps : {3, 5, 7, 9, 31})
       for (int width : {1, 2, 3, 7, 8, 9, 30, 31, 33, 64})  // at steps that need not be multiples of 4 here
         check_gauss({width, 1 + int(random() % 6)}, taps, 0.4f + taps / 7.0f, border,
-                    {int(random() % 7), int(random() % 16)}, random);
+                    {int(random() % 7), int(random() % 17)}, random);
   check_gauss({5, 2}, 601, 80, lumBorderMirr, {}, random);
   check_gauss({300, 2}, 601, 1e-30f, lumBorderWrap, {}, random);
   for (int taps : {31, 101}) check_gauss({2000, 3}, taps, 1.5f, lumBorderMirr, {}, random);  // several strips

@@ -15,13 +15,13 @@
 namespace test {
 
 // `size` bytes between two protected pages, followed by `shift` spare bytes: shift 0 puts the last byte right before
-// the page, other shifts reach every alignment. Spare bytes are verified when the block dies. Starts full of junk, but
-// for blocks that are too large to be written.
+// the page, others up to 15 reach every alignment, and any other puts the first byte right behind the page. Spare bytes
+// are verified when the block dies. Starts full of junk, but for blocks that are too large to be written.
 class Block {
  public:
   explicit Block(size_t size, int shift = 0) : size_(size), shift_(shift) {
     const size_t page = sysconf(_SC_PAGESIZE);
-    room_ = (size + shift + page - 1) / page * page;
+    room_ = (size + 15 + page - 1) / page * page;
     mapping_size_ = room_ + 2 * page;
     mapping_ =
         (unsigned char*)mmap(nullptr, mapping_size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
@@ -36,7 +36,7 @@ class Block {
         << "bytes beside a block of " << size_ << " were written";
     munmap(mapping_, mapping_size_);
   }
-  unsigned char* bytes() const { return first_ + room_ - shift_ - size_; }
+  unsigned char* bytes() const { return shift_ < 0 || shift_ > 15 ? first_ : first_ + room_ - shift_ - size_; }
   size_t size() const { return size_; }
   bool untouched() const { return is_junk(bytes(), bytes() + size_); }
   static bool is_junk(const void* begin, const void* end) {
