@@ -111,12 +111,12 @@ struct Job {
   }
   // Sums in single precision, rounded at every tap; but those of integer rows have 32 bits that wrap.
   D model(int x, int y) const {
-    Lum32f sum = Lum32f(kernel[0] * seen(x, y, 0));
-    unsigned whole = unsigned(kernel[0] * seen(x, y, 0));
-    for (int k = 1; k < c.taps; ++k) {
+    Lum32f sum = 0;
+    unsigned whole = 0;
+    for (int k = 0; k < c.taps; ++k) {
       const auto product = kernel[k] * seen(x, y, k);
-      sum += Lum32f(product);
-      if (sizeof(S) < 4) whole += unsigned(int(product));
+      sum = k == 0 ? Lum32f(product) : sum + Lum32f(product);
+      if constexpr (sizeof(S) < 4) whole += unsigned(product);
     }
     if constexpr (sizeof(S) == 4) return sum;
     if constexpr (sizeof(S) < 4)
