@@ -29,17 +29,26 @@ const Function functions[] = {FUNCTION(8u), FUNCTION(8s), FUNCTION(16u), FUNCTIO
 
 constexpr size_t kOverhead = sizeof(void*) == 4 ? 36 : 40;
 
+const auto default_hooks = std::tuple(i_malloc, i_calloc, i_realloc, i_free);
+
+// Nothing but lumsMalloc and lumsFree allocates: the hooks of all other tests abort.
+struct NoHooks : testing::Environment {
+  void SetUp() override {
+    i_malloc = [](size_t) -> void* { abort(); };
+    i_calloc = [](size_t, size_t) -> void* { abort(); };
+    i_realloc = [](void*, size_t) -> void* { abort(); };
+    i_free = [](void*) { abort(); };
+  }
+};
+auto* const no_hooks = testing::AddGlobalTestEnvironment(new NoHooks);
+
 struct Hooks : testing::Test {
   Hooks() {
     asked = {};
     i_malloc = [](size_t size) { return ++asked.allocations, asked.size = size, asked.answer; };
-    i_calloc = [](size_t, size_t) -> void* { abort(); };
-    i_realloc = [](void*, size_t) -> void* { abort(); };
     i_free = [](void* block) { ++asked.releases, asked.released = block; };
   }
-  ~Hooks() override { std::tie(i_malloc, i_calloc, i_realloc, i_free) = before; }
-  const std::tuple<void* (*)(size_t), void* (*)(size_t, size_t), void* (*)(void*, size_t), void (*)(void*)> before = {
-      i_malloc, i_calloc, i_realloc, i_free};
+  ~Hooks() override { no_hooks->SetUp(); }
 };
 
 TEST_F(Hooks, LayoutForEveryRawAddress) {
@@ -80,7 +89,8 @@ TEST_F(Hooks, NullWithoutABlock) {
   EXPECT_EQ(asked.releases, 0);
 }
 
-TEST(DefaultHooks, Serve) {
+TEST_F(Hooks, DefaultOnesServe) {
+  std::tie(i_malloc, i_calloc, i_realloc, i_free) = default_hooks;
   for (const Function& f : functions) {
     void* const block = f.call(1001);
     ASSERT_NE(block, nullptr);

@@ -49,24 +49,15 @@ struct Call {
     name, [](int* bytes, [[maybe_unused]] Lum8u* out, [[maybe_unused]] Lum8u* buffer) { return bytes ? size : run; } \
   }
 const Call kCalls[] = {
-    CALL("row pass", lumiFilterRowBorderPipelineGetBufferSize_8u16s_C1R(kRoi, 5, bytes),
-         lumiFilterRowBorderPipeline_8u16s_C1R(input<Lum8u>(), 257, rows_of((Lum16s*)out, 257).data(), kRoi,
-                                               input<Lum16s>(), 5, 2, lumBorderMirr, 0, 7, buffer)),
     CALL("row pass whose slices share the buffer", lumiFilterRowBorderPipelineGetBufferSize_16s_C3R(kRoi, 171, bytes),
          lumiFilterRowBorderPipeline_16s_C3R(input<Lum16s>(), 6 * 257, rows_of((Lum16s*)out, 3 * 257).data(), kRoi,
                                              input<Lum16s>(), 171, 80, lumBorderWrap, 0, 777, buffer)),
-    CALL("column pass", lumiFilterColumnPipelineGetBufferSize_16s_C1R({257, 386}, 5, bytes),
-         lumiFilterColumnPipeline_16s_C1R(rows_of(input<Lum16s>(), 257).data(), (Lum16s*)out, 2 * 257, {257, 386},
-                                          input<Lum16s>(), 5, 9, buffer)),
     CALL("Sobel", lumiFilterSobelHorizGetBufferSize_8u16s_C1R(kRoi, lumMaskSize5x5, bytes),
          lumiFilterSobelHorizBorder_8u16s_C1R(input<Lum8u>(), 257, (Lum16s*)out, 2 * 257, kRoi, lumMaskSize5x5,
                                               lumBorderWrap, 0, buffer)),
     CALL("Gauss", lumiFilterGaussGetBufferSize_32f_C1R(kRoi, 7, bytes),
          lumiFilterGaussBorder_32f_C1R(input<Lum32f>(), 4 * 257, (Lum32f*)out, 4 * 257, kRoi, 7, 2, lumBorderMirrR, 0,
-                                       buffer)),
-    CALL("Canny", lumiCannyGetSize(kRoi, bytes),
-         lumiCanny_16s8u_C1R(input<Lum16s>(), 2 * 257, input<Lum16s>() + kPixels, 2 * 257, out, 257, kRoi, 9000, 50000,
-                             buffer))};
+                                       buffer))};
 
 using Bytes = std::vector<Lum8u>;
 
@@ -204,21 +195,6 @@ TEST(Concurrent, CallersOwnThreadsWhileTheCountChanges) {
   }
   for (std::thread& caller : callers) caller.join();
   for (const std::string& result : wrong) EXPECT_EQ(result, "");
-}
-
-// ---- allocation ----
-
-std::atomic<int> hook_calls = 0;
-
-TEST(Hooks, NoFilterAllocates) {
-  const auto saved = std::tuple(i_malloc, i_calloc, i_realloc, i_free);
-  i_malloc = [](size_t size) { return ++hook_calls, malloc(size); };
-  i_calloc = [](size_t n, size_t size) { return ++hook_calls, calloc(n, size); };
-  i_realloc = [](void* block, size_t size) { return ++hook_calls, realloc(block, size); };
-  i_free = [](void* block) { ++hook_calls, free(block); };
-  EXPECT_EQ(wrong_calls_of_all_counts(), "");
-  EXPECT_EQ(hook_calls, 0);
-  std::tie(i_malloc, i_calloc, i_realloc, i_free) = saved;
 }
 
 // ---- planes beyond 2 and 4 GiB ----
