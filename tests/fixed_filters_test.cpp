@@ -297,10 +297,28 @@ TEST(Gauss, EqualsModel) {
   check_gauss({5, 2}, 601, 80, lumBorderMirr, {}, random);
   check_gauss({300, 2}, 601, 1e-30f, lumBorderWrap, {}, random);
   for (int taps : {31, 101}) check_gauss({2000, 3}, taps, 1.5f, lumBorderMirr, {}, random);  // several strips
-  for (int threads : {2, 3, 5, 64}) {
+  for (int threads : {2, 3, 5}) {
     const Threads scope(threads);
     for (int border : {lumBorderConst, lumBorderMirrR}) check_gauss({257, 641}, 5, 1, border, {}, random);
   }
+}
+
+// So many threads and taps that the buffer does not hold a part for every thread.
+TEST(Gauss, PartsOfTheBufferAreLimited) {
+  const LumSize roi = {257, 2048};
+  std::mt19937 random(4);
+  Plane<Lum32f> src(roi);
+  src.fill([&](int, int) { return random_element<Lum32f>(random); });
+  A a;
+  a.set_roi(roi), a.taps = 725, a.sigma = 100;
+  const Block buffer(buffer_bytes(kGaussSize, a));
+  const Plane<Lum32f> serial(roi), dst(roi);
+  for (int threads : {1, 16}) {
+    const Threads scope(threads);
+    a.set_planes(src, threads == 1 ? serial : dst, buffer);
+    ASSERT_EQ(lumStatusOk, kGauss(a));
+  }
+  EXPECT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); }));
 }
 
 TEST(Gauss, WrongArguments) {
@@ -318,6 +336,8 @@ TEST(Gauss, WrongArguments) {
   expect_check_order("Gauss size", kGaussSize, good,
                      {null(&A::bytes), bad_size(&A::width, 0), bad_size(&A::height, 0), bad_argument(&A::taps, 2),
                       bad_argument(&A::taps, 1), bad_size(&A::height, 1 << 27)});
+  // 2^64 + 80 bytes.
+  EXPECT_EQ(lumStatusBadSize, lumiFilterGaussGetBufferSize_32f_C1R({INT32_MAX - 3, INT32_MAX - 5}, 5, &bytes));
   EXPECT_TRUE(dst.untouched() && buffer.untouched() && bytes == -1);
 }
 
