@@ -69,10 +69,10 @@ inline I16 shift_right(I16 a, int bits) { return {_mm256_sra_epi16(a.v, _mm_cvts
 inline I16 low_bytes(I16 a) { return {_mm256_and_si256(a.v, _mm256_set1_epi16(0xFF))}; }
 inline I16 high_bytes(I16 a) { return {_mm256_srli_epi16(a.v, 8)}; }
 // even[0] odd[0] even[1] odd[1] ...
-inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
+inline void interleave(I16 even, I16 odd, I16* to) {
   const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v), high = _mm256_unpackhi_epi16(even.v, odd.v);
-  _mm256_storeu_si256((__m256i*)p, _mm256_permute2x128_si256(low, high, 0x20));
-  _mm256_storeu_si256((__m256i*)p + 1, _mm256_permute2x128_si256(low, high, 0x31));
+  to[0] = {_mm256_permute2x128_si256(low, high, 0x20)};
+  to[1] = {_mm256_permute2x128_si256(low, high, 0x31)};
 }
 inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
   const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v), high = _mm256_unpackhi_epi16(even.v, odd.v);
@@ -97,6 +97,13 @@ inline I16 pack_even_odd(I32 even, I32 odd) {
   const __m256i halves = _mm256_packs_epi32(even.v, odd.v);
   return {_mm256_unpacklo_epi16(halves, _mm256_unpackhi_epi64(halves, halves))};
 }
+
+// Two factors for the two bytes in a lane; magnitudes of all factors of a sum add up to less than 128.
+struct BytePair {
+  I16 factors;
+};
+inline BytePair byte_pair(int first, int second) { return {i16(Lum16s((first & 0xFF) | (unsigned)second << 8))}; }
+inline I16 multiply_bytes(I16 a, BytePair b) { return {_mm256_maddubs_epi16(a.v, b.factors.v)}; }
 
 inline F32 to_float(I32 a) { return {_mm256_cvtepi32_ps(a.v)}; }
 inline I32 round_nearest(F32 a) { return {_mm256_cvtps_epi32(a.v)}; }
@@ -150,9 +157,9 @@ inline I16 shift_left(I16 a) {
 inline I16 shift_right(I16 a, int bits) { return {_mm_sra_epi16(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I16 low_bytes(I16 a) { return {_mm_and_si128(a.v, _mm_set1_epi16(0xFF))}; }
 inline I16 high_bytes(I16 a) { return {_mm_srli_epi16(a.v, 8)}; }
-inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
-  _mm_storeu_si128((__m128i*)p, _mm_unpacklo_epi16(even.v, odd.v));
-  _mm_storeu_si128((__m128i*)p + 1, _mm_unpackhi_epi16(even.v, odd.v));
+inline void interleave(I16 even, I16 odd, I16* to) {
+  to[0] = {_mm_unpacklo_epi16(even.v, odd.v)};
+  to[1] = {_mm_unpackhi_epi16(even.v, odd.v)};
 }
 inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
   const __m128i low = _mm_unpacklo_epi16(even.v, odd.v), high = _mm_unpackhi_epi16(even.v, odd.v);
@@ -174,11 +181,36 @@ inline I16 pack_even_odd(I32 even, I32 odd) {
   return {_mm_unpacklo_epi16(halves, _mm_unpackhi_epi64(halves, halves))};
 }
 
+struct BytePair {
+  I16 first, second;
+};
+inline BytePair byte_pair(int first, int second) { return {i16(Lum16s(first)), i16(Lum16s(second))}; }
+inline I16 multiply_bytes(I16 a, BytePair b) { return low_bytes(a) * b.first + high_bytes(a) * b.second; }
+
 inline F32 to_float(I32 a) { return {_mm_cvtepi32_ps(a.v)}; }
 inline I32 round_nearest(F32 a) { return {_mm_cvtps_epi32(a.v)}; }
 inline I32 truncate(F32 a) { return {_mm_cvttps_epi32(a.v)}; }
 
 #endif
+
+inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
+  I16 v[2];
+  interleave(even, odd, v);
+  store(p, v[0]);
+  store(p + I16::lanes, v[1]);
+}
+
+// Divides by a power of two, halves to even: what a product with its reciprocal rounds to. The sum of a value and half
+// the divisor must not overflow.
+class ShiftNearest {
+ public:
+  explicit ShiftNearest(int bits) : bits_(bits), below_half_(i16(Lum16s((1 << bits >> 1) - 1))), one_(i16(1)) {}
+  I16 operator()(I16 v) const { return shift_right(v + below_half_ + (shift_right(v, bits_) & one_), bits_); }
+
+ private:
+  int bits_;
+  I16 below_half_, one_;
+};
 
 // The vector that holds an element type while it is computed with.
 template <class T>

@@ -155,7 +155,8 @@ void ownRowConvolution(const GaussFilter& job, long long y, Rows columns, Lum32f
                                 job.border,
                                 job.border_value,
                                 {},
-                                columns};
+                                columns,
+                                false};
   LUM_PICK(job.level, row_band<Lum32f, 1>)(pass, {0, 1}, scratch);
 }
 

@@ -345,16 +345,13 @@ struct Plain {
   LUM_INLINE void operator()(Lum32f* d, F32 v) const { store(d, v); }
 };
 
-// Divides by a power of two, halves to even: what a product with its reciprocal rounds to.
 class Shifted {
  public:
-  explicit Shifted(int bits) : bits_(bits), below_half_(i16(Lum16s((1 << (bits - 1)) - 1))), one_(i16(1)) {}
-  LUM_INLINE void operator()(Lum8s* d, Pair v) const { store_interleaved(d, rounded(v.even), rounded(v.odd)); }
+  explicit Shifted(int bits) : nearest_(bits) {}
+  LUM_INLINE void operator()(Lum8s* d, Pair v) const { store_interleaved(d, nearest_(v.even), nearest_(v.odd)); }
 
  private:
-  LUM_INLINE I16 rounded(I16 v) const { return shift_right(v + below_half_ + (shift_right(v, bits_) & one_), bits_); }
-  int bits_;
-  I16 below_half_, one_;
+  ShiftNearest nearest_;
 };
 constexpr int kMostShift = 14;  // sums stay below 2^14, so that the addition cannot overflow
 

@@ -40,7 +40,10 @@ LumStatus column_size_float(LumSize roi, int taps, int* out) {
   return status == lumStatusOk ? store_size(kColumnBufferSizeFloat, out) : status;
 }
 
-Scale scale_by(int divisor) { return {1.0f / Lum32f(divisor), divisor == 1}; }
+Scale scale_by(int divisor) {
+  const bool shifts = divisor > 1 && divisor <= 1 << kMostShift && (divisor & (divisor - 1)) == 0;
+  return {1.0f / Lum32f(divisor), divisor == 1, true, shifts ? __builtin_ctz(unsigned(divisor)) : 0};
+}
 
 int slices_for(LumSize roi, bool worthwhile) {
   const int threads = owncvGetMaxNumThreads();
@@ -53,8 +56,28 @@ bool worthwhile_row_pass(const Lum8u*, int) { return true; }
 bool worthwhile_row_pass(const Lum16s*, int taps) { return taps >= 4; }
 bool worthwhile_row_pass(const Lum32f*, int taps) { return runsepomp(taps) != 0; }
 
+// The magnitudes of integer taps added up.
+long long magnitude(const Lum16s* kernel, int taps) {
+  long long sum = 0;
+  for (int k = 0; k < taps; ++k) {
+    const int tap = get(kernel + k);
+    sum += tap < 0 ? -tap : tap;
+  }
+  return sum;
+}
+void choose_arithmetic(RowPass<Lum32f>&) {}
+template <class S>
+void choose_arithmetic(RowPass<S>& pass) {
+  const long long sum = magnitude(pass.kernel, pass.taps);
+  pass.scale.clamp = sum * (sizeof(S) == 1 ? 255 : 32768) > 0x7FFFFF00;
+  pass.small = sizeof(S) == 1 && sum < 128 && pass.taps <= kMostByteTaps;
+}
+// Whether every partial sum is a whole number that single precision holds: below 2^24 in magnitude.
+bool exact_sums(const Lum16s* kernel, int taps) { return magnitude(kernel, taps) * 32768 <= 1 << 24; }
+bool exact_sums(const Lum32f*, int) { return false; }
+
 template <class S, int C>
-LumStatus row_pass(const RowPass<S>& pass, int divisor, Lum8u* buffer) {
+LumStatus row_pass(RowPass<S> pass, int divisor, Lum8u* buffer) {
   const LumStatus status = first_error(
       pointers(pass.src.data, pass.dst, pass.kernel, buffer), size(pass.roi), fails_if(pass.taps < 1, lumStatusBadSize),
       fails_if(pass.anchor < 0 || pass.anchor >= pass.taps, lumStatusBadAnchor),
@@ -62,6 +85,7 @@ LumStatus row_pass(const RowPass<S>& pass, int divisor, Lum8u* buffer) {
       border_type(pass.border), fails_if(divisor == 0, lumStatusBadArgument));
   if (status != lumStatusOk) return status;
 
+  choose_arithmetic(pass);
   int slices = slices_for(pass.roi, worthwhile_row_pass(pass.src.data, pass.taps));
   // Long kernels need the caller's buffer. The thread count may have grown since its size was asked for, so the slices
   // share what a buffer for one thread holds for certain: 12 bytes a tap and byte of a pixel (16s C3: 40 a tap).
@@ -75,17 +99,6 @@ LumStatus row_pass(const RowPass<S>& pass, int divisor, Lum8u* buffer) {
                  [&](int slice) { band(pass, slice_rows(pass.roi.height, slices, slice), buffer + slice * scratch); });
   return lumStatusOk;
 }
-
-// Whether every partial sum is a whole number that single precision holds: below 2^24 in magnitude.
-bool exact_sums(const Lum16s* kernel, int taps) {
-  long long magnitude = 0;
-  for (int k = 0; k < taps; ++k) {
-    const int tap = get(kernel + k);
-    magnitude += tap < 0 ? -tap : tap;
-  }
-  return magnitude * 32768 <= 1 << 24;
-}
-bool exact_sums(const Lum32f*, int) { return false; }
 
 template <class S>
 LumStatus row_entries(const S* const* rows, long long n) {
@@ -129,7 +142,8 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
                                 borderType,                                                                           \
                                 borderValue,                                                                          \
                                 lum::scale_by(divisor),                                                               \
-                                {0, roiSize.width}},                                                                  \
+                                {0, roiSize.width},                                                                   \
+                                false},                                                                               \
                                divisor, pBuffer);                                                                     \
   }
 #define LUM_ROW_FLOAT(name, C)                                                                                  \
@@ -144,7 +158,8 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
                                      borderType,                                                                \
                                      borderValue,                                                               \
                                      {},                                                                        \
-                                     {0, roiSize.width}},                                                       \
+                                     {0, roiSize.width},                                                        \
+                                     false},                                                                    \
                                     1, pBuffer);                                                                \
   }
 #define LUM_COLUMN_SIZE(name, column, multiple)                                    \

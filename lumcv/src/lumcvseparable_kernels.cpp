@@ -18,23 +18,42 @@ struct Saturate {
   I32 operator()(I32 sum) const { return sum; }
   int operator()(int sum) const { return sum; }
 };
-struct Nearest {
+template <bool Clamp>
+struct Scaled {
   Lum32f reciprocal;
-  I32 operator()(F32 sum) const { return round_nearest(min(sum * f32(reciprocal), f32(kTop))); }
-  I32 operator()(I32 sum) const { return (*this)(to_float(sum)); }
-  int operator()(Lum32f sum) const {
-    return _mm_cvtss_si32(_mm_min_ss(_mm_set_ss(sum * reciprocal), _mm_set_ss(kTop)));
+  F32 operator()(F32 sum) const {
+    const F32 v = sum * f32(reciprocal);
+    return Clamp ? min(v, f32(kTop)) : v;
   }
-  int operator()(int sum) const { return (*this)(Lum32f(sum)); }
+  __m128 operator()(Lum32f sum) const {
+    const __m128 v = _mm_set_ss(sum * reciprocal);
+    return Clamp ? _mm_min_ss(v, _mm_set_ss(kTop)) : v;
+  }
+  F32 operator()(I32 sum) const { return (*this)(to_float(sum)); }
+  __m128 operator()(int sum) const { return (*this)(Lum32f(sum)); }
 };
+template <bool Clamp>
+struct Nearest {
+  Scaled<Clamp> scaled;
+  I32 operator()(F32 sum) const { return round_nearest(scaled(sum)); }
+  I32 operator()(I32 sum) const { return round_nearest(scaled(sum)); }
+  int operator()(Lum32f sum) const { return _mm_cvtss_si32(scaled(sum)); }
+  int operator()(int sum) const { return _mm_cvtss_si32(scaled(sum)); }
+};
+template <bool Clamp>
 struct Truncate {
-  Lum32f reciprocal;
-  I32 operator()(F32 sum) const { return truncate(min(sum * f32(reciprocal), f32(kTop))); }
-  I32 operator()(I32 sum) const { return (*this)(to_float(sum)); }
-  int operator()(Lum32f sum) const {
-    return _mm_cvttss_si32(_mm_min_ss(_mm_set_ss(sum * reciprocal), _mm_set_ss(kTop)));
-  }
-  int operator()(int sum) const { return (*this)(Lum32f(sum)); }
+  Scaled<Clamp> scaled;
+  I32 operator()(F32 sum) const { return truncate(scaled(sum)); }
+  I32 operator()(I32 sum) const { return truncate(scaled(sum)); }
+  int operator()(Lum32f sum) const { return _mm_cvttss_si32(scaled(sum)); }
+  int operator()(int sum) const { return _mm_cvttss_si32(scaled(sum)); }
+};
+
+// The same as Nearest for sums of 16 bits and powers of two.
+struct NearestByShift {
+  ShiftNearest of_16_bits;
+  Nearest<false> nearest;
+  auto operator()(auto sum) const { return nearest(sum); }
 };
 
 inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? high : v; }
@@ -91,12 +110,27 @@ LUM_INLINE void run(const Kernel& kernel, D* d, int n, Margin margin, const Fini
 }
 
 // The same where the first `bulk` elements are rounded and the rest truncated.
-template <class D, class Kernel>
-LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, bool behind, Scale scale) {
-  if (scale.unit) return run(kernel, d, n, {0, behind}, Saturate{});
+// A kernel's kBits is what its sums need: 16 fit a 16-bit integer, 24 a float, 32 may be anything.
+template <class D, class Kernel, class Nearest, class Truncate>
+LUM_INLINE void run_rounded(const Kernel& kernel, D* d, int n, int bulk, Margin margin, const Nearest& nearest,
+                            const Truncate& truncate) {
   bulk = clamp(bulk, 0, n);
-  run(kernel, d, bulk, {0, behind}, Nearest{scale.reciprocal});
-  run(kernel.from(bulk), d + bulk, n - bulk, {bulk, behind}, Truncate{scale.reciprocal});
+  run(kernel, d, bulk, margin, nearest);
+  margin.before += bulk;
+  run(kernel.from(bulk), d + bulk, n - bulk, margin, truncate);
+}
+template <class D, class Kernel>
+LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin margin, Scale scale) {
+  const Lum32f r = scale.reciprocal;
+  if (scale.unit) return run(kernel, d, n, margin, Saturate{});
+  if constexpr (Kernel::kBits == 16)
+    if (scale.shift)
+      return run_rounded(kernel, d, n, bulk, margin, NearestByShift{ShiftNearest(scale.shift), {r}},
+                         Truncate<false>{r});
+  if (Kernel::kBits == 32 && scale.clamp)
+    run_rounded(kernel, d, n, bulk, margin, Nearest<true>{r}, Truncate<true>{r});
+  else
+    run_rounded(kernel, d, n, bulk, margin, Nearest<false>{r}, Truncate<false>{r});
 }
 
 // Pairs of integer taps. A count known at compile time keeps them in registers; 0 leaves them in the caller's memory.
@@ -122,6 +156,17 @@ struct Taps<0> {
   }
   int count() const { return n; }
   I32 at(int j) const { return i32(get((const int*)(taps + 2 * j))); }
+};
+
+// The same as factors of bytes.
+template <int N>
+struct ByteTaps : Taps<N> {
+  BytePair byte_pairs[(N ? N : kMostByteTaps) / 2], byte_last, byte_last_for_odd;
+  ByteTaps(const Lum16s* kernel, int count)
+      : Taps<N>(kernel, count), byte_last(byte_pair(get(kernel + count - 1), 0)),
+        byte_last_for_odd(byte_pair(0, get(kernel + count - 1))) {
+    for (int j = 0; j < count / 2; ++j) byte_pairs[j] = byte_pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+  }
 };
 
 template <int N>
@@ -187,7 +232,7 @@ LUM_INLINE void ascending_sums(F32* v, const FloatTaps<N>& taps, const Operand& 
 template <class S, int C, int N>
 struct RowSums {
   using V = I16;
-  static constexpr int kVectors = kIntegerVectors<N>;
+  static constexpr int kVectors = kIntegerVectors<N>, kBits = 32;
   const S* e;  // e[x + C k] is what tap k of output x sees
   Taps<N> taps;
 
@@ -233,6 +278,45 @@ struct RowSums {
   }
 };
 
+// One channel of bytes whose sums fit 16 bits: two elements to a lane, the even outputs' sums and the odd ones'.
+template <int N>
+struct ByteRowSums {
+  using V = I16;
+  static constexpr int kVectors = 2, kBits = 16;
+  RowSums<Lum8u, 1, N> wide;
+  const ByteTaps<N>& taps;
+
+  RowSums<Lum8u, 1, N> from(int x) const { return wide.from(x); }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    if constexpr (B == 1) return wide.template compute<1>(v, x, finish);
+    const Lum8u* const p = wide.e + x;
+    I16 even = i16(0), odd = even;
+    repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
+      even = even + multiply_bytes(load_bytes(p + 2 * j), taps.byte_pairs[j]);
+      odd = odd + multiply_bytes(load_bytes(p + 2 * j + 1), taps.byte_pairs[j]);
+    });
+    if (taps.count() % 2) {
+      const I16 end = load_bytes(p + taps.count() - 1);
+      even = even + multiply_bytes(end, taps.byte_last);
+      odd = odd + multiply_bytes(end, taps.byte_last_for_odd);
+    }
+    interleave(finished(even, finish), finished(odd, finish), v);
+  }
+  template <class Finish>
+  void element(Lum16s* d, int x, const Finish& finish) const {
+    wide.element(d, x, finish);
+  }
+
+ private:
+  LUM_INLINE static I16 finished(I16 sums, Saturate) { return sums; }
+  LUM_INLINE static I16 finished(I16 sums, const NearestByShift& finish) { return finish.of_16_bits(sums); }
+  LUM_INLINE static I16 finished(I16 sums, const auto& finish) {
+    return pack(finish(widen_low(sums)), finish(widen_high(sums)));
+  }
+};
+
 template <int C, int N>
 struct FloatRowSums {
   using V = F32;
@@ -256,7 +340,13 @@ struct FloatRowSums {
 template <int C, int N, class S>
 LUM_INLINE void row_span(const RowPass<S>& pass, const S* e, Lum16s* d, int begin, int end, bool behind, Taps<N> taps) {
   const int bulk = pass.roi.width / 16 * 16;
-  run_scaled(RowSums<S, C, N>{e, taps}, d, (end - begin) * C, (bulk - begin) * C, behind, pass.scale);
+  run_scaled(RowSums<S, C, N>{e, taps}, d, (end - begin) * C, (bulk - begin) * C, {0, behind}, pass.scale);
+}
+template <int C, int N>
+LUM_INLINE void row_span(const RowPass<Lum8u>& pass, const Lum8u* e, Lum16s* d, int begin, int end, bool behind,
+                         const ByteTaps<N>& taps) {
+  const int bulk = pass.roi.width / 16 * 16;
+  run_scaled(ByteRowSums<N>{{e, taps}, taps}, d, end - begin, bulk - begin, {0, behind}, pass.scale);
 }
 template <int C, int N>
 LUM_INLINE void row_span(const RowPass<Lum32f>&, const Lum32f* e, Lum32f* d, int begin, int end, bool behind,
@@ -334,7 +424,7 @@ struct TapsOf<Lum32f> {
 template <int N>
 struct ExactColumn {
   using V = I16;
-  static constexpr int kVectors = kIntegerVectors<N>;
+  static constexpr int kVectors = kIntegerVectors<N>, kBits = 24;
   const Lum16s* const* rows;
   int x0;
   Taps<N> taps;
@@ -393,18 +483,152 @@ struct FloatColumn {
   using V = F32;
   static constexpr int kVectors = kFloatVectors<N>;
   const Lum32f* const* rows;
+  int x0;
   FloatTaps<N> taps;
 
   template <int B>
   LUM_INLINE void compute(V* v, int x, Saturate) const {
-    ascending_sums<B>(v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(get(rows + k) + x + i * V::lanes); });
+    const auto operand = [&](int k, int i) LUM_INLINE_LAMBDA { return load(get(rows + k) + x0 + x + i * V::lanes); };
+    ascending_sums<B>(v, taps, operand);
   }
   void element(Lum32f* d, int x, Saturate) const {
-    Lum32f sum = get(get(rows) + x) * get(taps.memory);
-    for (int k = 1; k < taps.count(); ++k) sum += get(get(rows + k) + x) * get(taps.memory + k);
+    Lum32f sum = get(get(rows) + x0 + x) * get(taps.memory);
+    for (int k = 1; k < taps.count(); ++k) sum += get(get(rows + k) + x0 + x) * get(taps.memory + k);
     put(d, sum);
   }
 };
+
+// Several output rows at a time, a vector of columns going down: what rows have in common is loaded and prepared once,
+// and walking several rows side by side keeps more of the memory's streams busy than one row after the other.
+
+// Two output rows a step. Source rows meet in fixed pairs; the second row's taps are shifted by one against them.
+template <int N>
+class PairSlider {
+ public:
+  using V = I16;
+  static constexpr int rows_per_step = 2;
+  explicit PairSlider(const Taps<N>& taps) {
+    const auto tap = [&](int k) { return k < 0 || k >= N ? Lum16s(0) : get(taps.taps + k); };
+    for (int j = 0; j < kPairs; ++j) {
+      first_[j] = pair(tap(2 * j), tap(2 * j + 1));
+      second_[j] = pair(tap(2 * j - 1), tap(2 * j));
+    }
+  }
+  LUM_INLINE void fill(const auto& row) {
+    repeat<kPairs - 1>(0, [&](int j) LUM_INLINE_LAMBDA { set(j, row(2 * j), row(2 * j + 1)); });
+  }
+  // The rows behind those before; results for two output rows.
+  LUM_INLINE void down(I16 a, I16 b, I16* results, const auto& finish) {
+    set(kPairs - 1, a, b);
+    results[0] = pack(finish(sum(low_, first_)), finish(sum(high_, first_)));
+    results[1] = pack(finish(sum(low_, second_)), finish(sum(high_, second_)));
+    repeat<kPairs - 1>(0, [&](int j) LUM_INLINE_LAMBDA { low_[j] = low_[j + 1], high_[j] = high_[j + 1]; });
+  }
+
+ private:
+  static constexpr int kPairs = N / 2 + 1;
+  LUM_INLINE void set(int j, I16 a, I16 b) {
+    low_[j] = unpack_low(a, b);
+    high_[j] = unpack_high(a, b);
+  }
+  LUM_INLINE static I32 sum(const I16* rows, const I32* taps) {
+    I32 s = multiply_pairs(rows[0], taps[0]);
+    repeat<kPairs - 1>(0, [&](int j) LUM_INLINE_LAMBDA { s = s + multiply_pairs(rows[j + 1], taps[j + 1]); });
+    return s;
+  }
+  I32 first_[kPairs], second_[kPairs];
+  I16 low_[kPairs], high_[kPairs];
+};
+
+// Integer rows under any taps: as floats, whose products round as the whole products do when they become floats.
+template <int N>
+class RoundedSlider {
+ public:
+  using V = I16;
+  static constexpr int rows_per_step = 1;
+  explicit RoundedSlider(const Lum16s* taps) {
+    for (int k = 0; k < N; ++k) taps_[k] = f32(get(taps + k));
+  }
+  LUM_INLINE void fill(const auto& row) {
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { set(k, row(k)); });
+  }
+  LUM_INLINE void down(I16 row, I16, I16* results, const auto& finish) {
+    set(N - 1, row);
+    results[0] = pack(finish(sum(low_)), finish(sum(high_)));
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { low_[k] = low_[k + 1], high_[k] = high_[k + 1]; });
+  }
+
+ private:
+  LUM_INLINE void set(int k, I16 row) {
+    low_[k] = to_float(widen_low(row));
+    high_[k] = to_float(widen_high(row));
+  }
+  LUM_INLINE F32 sum(const F32* rows) const {
+    F32 s = rows[0] * taps_[0];
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { s = s + rows[k + 1] * taps_[k + 1]; });
+    return s;
+  }
+  F32 taps_[N], low_[N], high_[N];
+};
+
+template <int N>
+class FloatSlider {
+ public:
+  using V = F32;
+  static constexpr int rows_per_step = 1;
+  explicit FloatSlider(const FloatTaps<N>& taps) : taps_(taps) {}
+  LUM_INLINE void fill(const auto& row) {
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { rows_[k] = row(k); });
+  }
+  LUM_INLINE void down(F32 row, F32, F32* results, Saturate) {
+    rows_[N - 1] = row;
+    ascending_sums<1>(results, taps_, [&](int k, int) LUM_INLINE_LAMBDA { return rows_[k]; });
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { rows_[k] = rows_[k + 1]; });
+  }
+
+ private:
+  const FloatTaps<N>& taps_;
+  F32 rows_[N];
+};
+
+// Loads wait for stores just before them to addresses with the same low 12 bits. Planes with such rows go row by row.
+template <int N, class S, class D>
+bool aliased(const ColumnPass<S, D>& pass, Rows rows) {
+  if (sizeof(S) != sizeof(D)) return false;
+  const char* const d = (const char*)pass.dst.row(rows.begin);
+  for (int k = N; k < N + 3 && k < rows.end - rows.begin + N - 1; ++k)
+    if ((((const char*)get(pass.src + rows.begin + k) - d + 64) & 4095) < 128) return true;
+  return false;
+}
+
+// Whole vectors of the first n columns; returns how many columns that makes.
+template <int N, class Slider, class S, class D, class Finish>
+int slide(const Slider& at_top, const ColumnPass<S, D>& pass, Rows rows, int n, const Finish& finish) {
+  using V = typename Slider::V;
+  constexpr int kRows = 8, kStep = Slider::rows_per_step;
+  const int columns = n / V::lanes * V::lanes;
+  if (columns == 0 || aliased<N>(pass, rows)) return 0;
+  for (int y = rows.begin, count; y < rows.end; y += count) {
+    count = rows.end - y < kRows ? rows.end - y : kRows;
+    const S* source[kRows + N];
+    for (int i = 0; i < count + N - 1; ++i) source[i] = get(pass.src + y + i);
+    source[count + N - 1] = source[count + N - 2];  // of a step that makes one row more than wanted
+    const ptrdiff_t step = pass.dst.step;
+    for (ptrdiff_t x = 0; x < columns; x += V::lanes) {
+      Slider slider = at_top;
+      slider.fill([&](int k) LUM_INLINE_LAMBDA { return load(source[k] + x); });
+      D* d = pass.dst.row(y) + x;
+      for (int i = N - 1; i < count + N - 1; i += kStep) {
+        V results[kStep];
+        slider.down(load(source[i] + x), load(source[i + 1] + x), results, finish);
+        store(d, results[0]);
+        if (kStep == 2 && i + 1 < count + N - 1) store((D*)((char*)d + step), results[kStep - 1]);
+        d = (D*)((char*)d + kStep * step);
+      }
+    }
+  }
+  return columns;
+}
 
 }  // namespace
 
@@ -412,32 +636,49 @@ template <class S, int C>
 void row_band(const RowPass<S>& pass, Rows rows, Lum8u* scratch) {
   alignas(16) Lum8u stack[kRowStack];
   S* const stretch = (S*)(row_scratch<S, C>(pass.taps) > kRowStack ? scratch : stack);
-  TapsOf<Mid<S>>::with(pass.kernel, pass.taps, [&](const auto& taps) { row_band_taps<C>(pass, rows, stretch, taps); });
+  const auto band = [&](const auto& taps) { row_band_taps<C>(pass, rows, stretch, taps); };
+  if constexpr (sizeof(S) == 1 && C == 1)
+    if (pass.small) return with_taps<ByteTaps>(pass.kernel, pass.taps, band);
+  TapsOf<Mid<S>>::with(pass.kernel, pass.taps, band);
 }
 
 template <class S, class D>
 void column_band(const ColumnPass<S, D>& pass, Rows rows) {
   const int n = pass.width * pass.channels, bulk = pass.width / 16 * 16 * pass.channels;
   if (!pass.exact) {
+    const Nearest<true> nearest{pass.scale.reciprocal};
+    const int x = pass.taps == 3   ? slide<3>(RoundedSlider<3>(pass.kernel), pass, rows, bulk, nearest)
+                  : pass.taps == 5 ? slide<5>(RoundedSlider<5>(pass.kernel), pass, rows, bulk, nearest)
+                                   : 0;
+    if (x == n) return;
     for (int y = rows.begin; y < rows.end; ++y) {
       const RoundedColumn column{pass.src + y, 0, pass.kernel, pass.taps};
       D* const d = pass.dst.row(y);
-      run(column, d, bulk, {0, false}, Nearest{pass.scale.reciprocal});
-      run(column.from(bulk), d + bulk, n - bulk, {bulk, false}, Truncate{pass.scale.reciprocal});
+      run(column.from(x), d + x, bulk - x, {x, false}, nearest);
+      run(column.from(bulk), d + bulk, n - bulk, {bulk, false}, Truncate<true>{pass.scale.reciprocal});
     }
     return;
   }
   TapsOf<S>::with(pass.kernel, pass.taps, [&]<int N>(const Taps<N>& taps) {
+    int x = 0;
+    if constexpr (N > 0)
+      x = pass.scale.unit ? slide<N>(PairSlider<N>(taps), pass, rows, n, Saturate{})
+                          : slide<N>(PairSlider<N>(taps), pass, rows, bulk, Nearest<false>{pass.scale.reciprocal});
+    if (x == n) return;
     for (int y = rows.begin; y < rows.end; ++y)
-      run_scaled(ExactColumn<N>{pass.src + y, 0, taps}, pass.dst.row(y), n, bulk, false, pass.scale);
+      run_scaled(ExactColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false}, pass.scale);
   });
 }
 
 template <>
 void column_band(const ColumnPass<Lum32f, Lum32f>& pass, Rows rows) {
+  const int n = pass.width * pass.channels;
   TapsOf<Lum32f>::with(pass.kernel, pass.taps, [&]<int N>(const FloatTaps<N>& taps) {
+    int x = 0;
+    if constexpr (N > 0) x = slide<N>(FloatSlider<N>(taps), pass, rows, n, Saturate{});
+    if (x == n) return;
     for (int y = rows.begin; y < rows.end; ++y)
-      run(FloatColumn<N>{pass.src + y, taps}, pass.dst.row(y), pass.width * pass.channels, {0, false}, Saturate{});
+      run(FloatColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, {x, false}, Saturate{});
   });
 }
 

@@ -17,11 +17,17 @@ struct Intermediate<Lum32f> {
 template <class S>
 using Mid = typename Intermediate<S>::type;
 
-// How an integer sum becomes an element; unused for floats. Where the divisor is 1, scaling changes nothing.
+// How an integer sum becomes an element; unused for floats. Where the divisor is 1, scaling changes nothing. Where all
+// sums stay below 2^31 in magnitude, as floats too, they need no clamp before they become integers again.
 struct Scale {
   Lum32f reciprocal = 1;
   bool unit = true;
+  bool clamp = true;
+  int shift = 0;  // of a divisor that is a power of two up to 1 << kMostShift
 };
+constexpr int kMostShift = 8;
+
+constexpr int kMostByteTaps = 31;
 
 template <class S>
 struct RowPass {
@@ -33,7 +39,8 @@ struct RowPass {
   LumBorderType border;
   S border_value;
   Scale scale;
-  Rows columns;  // the columns that are made; the destination pointers name the first of them
+  Rows columns;        // the columns that are made; the destination pointers name the first of them
+  bool small = false;  // of 8u: up to kMostByteTaps taps, whose magnitudes add up to less than 128
 };
 
 template <class S, class D>
