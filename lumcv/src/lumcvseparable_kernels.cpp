@@ -365,28 +365,56 @@ inline void bordered_stretch(const RowPass<S>& pass, const S* row, int begin, in
     for (int c = 0; c < C; ++c) put(stretch + i * C + c, x < 0 ? pass.border_value : get(row + (ptrdiff_t)x * C + c));
   };
   for (int i = 0; i < inside; ++i) copy(i, border_index(first + i, width, pass.border));
-  for (int i = inside; i < outside; ++i) copy(i, first + i);
+  if (inside < outside)
+    memcpy(stretch + inside * C, row + (ptrdiff_t)(first + inside) * C, (outside - inside) * C * sizeof(S));
   for (int i = outside; i < n; ++i) copy(i, border_index(first + i, width, pass.border));
 }
 
+// The columns whose outputs see the border, at both ends of a row or, in short rows, all of them; `right` to the end and
+// the beginning to `left` go by stretches. An end is some vectors long even if few of its outputs see the border.
+struct Ends {
+  int left, right;
+};
+template <int C, class S>
+inline Ends ends_of(const RowPass<S>& pass) {
+  constexpr int kEnd = 32, kShort = 1024;
+  const Rows columns = pass.columns;
+  if ((long long)(columns.end - columns.begin + pass.taps) * C * (int)sizeof(S) <= kShort)
+    return {columns.end, columns.end};
+  const int last = pass.roi.width - (pass.taps - 1 - pass.anchor);  // sees the border on the right
+  Ends ends = {columns.begin, columns.end};
+  if (columns.begin < pass.anchor)
+    ends.left = clamp(pass.anchor > kEnd ? pass.anchor : kEnd, columns.begin, columns.end);
+  if (last < columns.end)
+    ends.right = clamp(last < columns.end - kEnd ? last : columns.end - kEnd, ends.left, columns.end);
+  return ends;
+}
+
+// Rows go some at a time: what is stored into stretches has reached the cache when it is loaded.
 template <int C, class S, class T>
-inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretch, const T& taps) {
-  const int width = pass.roi.width;
-  // The outputs between the bounds see only the row itself; on either side fewer than `taps` see the border.
-  const int left = clamp(pass.anchor, pass.columns.begin, pass.columns.end);
-  const int right = clamp(width - (pass.taps - 1 - pass.anchor), left, pass.columns.end);
-  const int bounds[] = {pass.columns.begin, left, right, pass.columns.end};
-  for (int y = rows.begin; y < rows.end; ++y) {
-    const S* const row = pass.src.row(y);
-    Mid<S>* d = get(pass.dst + y);
-    for (int part = 0; part < 3; ++part) {
-      const int begin = bounds[part], end = bounds[part + 1];
-      if (begin == end) continue;
-      const bool interior = part == 1;
-      if (!interior) bordered_stretch<C>(pass, row, begin, end, stretch);
-      row_span<C>(pass, interior ? row + (ptrdiff_t)(begin - pass.anchor) * C : stretch, d, begin, end, !interior,
-                  taps);
-      d += (ptrdiff_t)(end - begin) * C;
+inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretches, int room, const T& taps) {
+  constexpr int kRows = 8;
+  const auto [left, right] = ends_of<C>(pass);
+  const int begin = pass.columns.begin, end = pass.columns.end;
+  const long long longest = (left - begin > end - right ? left - begin : end - right) + pass.taps - 1LL;
+  const long long pitch = (longest * C * (int)sizeof(S) + 32 + 15) / 16 * 16 / (int)sizeof(S);
+  const int at_once = clamp(int(room / (pitch * (int)sizeof(S))), 1, kRows);
+
+  for (int y = rows.begin, count; y < rows.end; y += count) {
+    count = rows.end - y < at_once ? rows.end - y : at_once;
+    const auto bordered = [&](int from, int to) LUM_INLINE_LAMBDA {
+      if (from == to) return;
+      for (int i = 0; i < count; ++i) bordered_stretch<C>(pass, pass.src.row(y + i), from, to, stretches + i * pitch);
+      for (int i = 0; i < count; ++i) {
+        Mid<S>* const d = get(pass.dst + y + i) + (ptrdiff_t)(from - begin) * C;
+        row_span<C>(pass, stretches + i * pitch, d, from, to, true, taps);
+      }
+    };
+    bordered(begin, left);
+    bordered(right, end);
+    for (int i = 0; i < count && left < right; ++i) {
+      const S* const seen = pass.src.row(y + i) + (ptrdiff_t)(left - pass.anchor) * C;
+      row_span<C>(pass, seen, get(pass.dst + y + i) + (ptrdiff_t)(left - begin) * C, left, right, false, taps);
     }
   }
 }
@@ -635,8 +663,9 @@ int slide(const Slider& at_top, const ColumnPass<S, D>& pass, Rows rows, int n, 
 template <class S, int C>
 void row_band(const RowPass<S>& pass, Rows rows, Lum8u* scratch) {
   alignas(16) Lum8u stack[kRowStack];
-  S* const stretch = (S*)(row_scratch<S, C>(pass.taps) > kRowStack ? scratch : stack);
-  const auto band = [&](const auto& taps) { row_band_taps<C>(pass, rows, stretch, taps); };
+  const bool own = row_scratch<S, C>(pass.taps) <= kRowStack;
+  S* const stretches = (S*)(own ? stack : scratch);
+  const auto band = [&](const auto& taps) { row_band_taps<C>(pass, rows, stretches, own ? kRowStack : 0, taps); };
   if constexpr (sizeof(S) == 1 && C == 1)
     if (pass.small) return with_taps<ByteTaps>(pass.kernel, pass.taps, band);
   TapsOf<Mid<S>>::with(pass.kernel, pass.taps, band);

@@ -60,7 +60,7 @@ template <class S, int C>
 constexpr long long row_scratch(int taps) {
   return 2LL * (taps - 1) * C * (int)sizeof(S) + 32;
 }
-constexpr int kRowStack = 2048;
+constexpr int kRowStack = 8192;
 
 }  // namespace lum
 
