@@ -169,7 +169,7 @@ TEST(FixedFilters, EqualModel) {
       };
       for (int i = 0; i < 140; ++i)
         check_any({1 + i / 2, 1 + int(random() % (i % 4 ? 6 : 40))}, {int(random() % 3), int(random() % 17)});
-      for (int width : {1024, 2049, 4096, 4099}) check_any({width, 11}, {});  // wide, also with rows 4096 bytes apart
+      for (int width : {1024, 2049, 4099}) check_any({width, 6}, {});  // wide, also with rows 4096 bytes apart
       for (int border : kBorders)
         for (LumSize roi : {LumSize{1, 1}, {2, 1}, {1, 2}, {2, 2}, {3, 3}, {33, 9}}) {
           a.border = border, a.divisor = 4;
