@@ -175,17 +175,23 @@ TEST(Separable, EqualsModel) {
   });
 }
 
-// Sums beyond 2^24, where single precision drops each 1 that is added to an even number: the smallest sum of taps that
-// whole numbers would not serve.
+// Sums beyond 2^24, where single precision drops each 1 that is added to these even numbers: the smallest sum of taps
+// that whole numbers would not serve. Wide enough to be rounded, then narrow and truncated, by vectors and one by one.
 TEST(Separable, ColumnSumsRoundAtEveryTap) {
-  constexpr int kWidth = 40;
-  const Lum16s values[] = {32767, 1024, 1, 1}, kernel[] = {512, 1, 1, 1};
-  std::vector<Lum16s> plane, result(kWidth);
-  for (Lum16s value : values) plane.insert(plane.end(), kWidth, value);
-  const Lum16s* const rows[] = {&plane[0], &plane[kWidth], &plane[2 * kWidth], &plane[3 * kWidth]};
-  ASSERT_EQ(lumStatusOk, lumiFilterColumnPipeline_16s_C1R(rows, result.data(), 2 * kWidth, {kWidth, 1}, kernel, 4, 1024,
-                                                          (Lum8u*)&plane[0]));
-  EXPECT_EQ(result, std::vector<Lum16s>(kWidth, 16384));
+  struct Sample {
+    int width, divisor;
+    Lum16s second, expected;
+  };
+  for (const auto& [width, divisor, second, expected] :
+       {Sample{16, 1024, 1024, 16384}, {15, 526, 1116, 31896}, {1, 526, 1116, 31896}}) {
+    std::vector<Lum16s> plane, result(width);
+    for (Lum16s value : {Lum16s(32767), second, Lum16s(1), Lum16s(1)}) plane.insert(plane.end(), width, value);
+    const Lum16s* const rows[] = {&plane[0], &plane[width], &plane[2 * width], &plane[3 * width]};
+    const Lum16s kernel[] = {512, 1, 1, 1};
+    ASSERT_EQ(lumStatusOk, lumiFilterColumnPipeline_16s_C1R(rows, result.data(), 2 * width, {width, 1}, kernel, 4,
+                                                            divisor, (Lum8u*)&plane[0]));
+    EXPECT_EQ(result, std::vector<Lum16s>(width, expected));
+  }
 }
 
 TEST(Separable, ThreadsDoNotChangeResults) {
