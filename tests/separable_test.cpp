@@ -72,10 +72,12 @@ struct Job {
   Job(const Member<S, D>& m_, const Case& c_, std::mt19937& random)
       : m(m_), c(c_), src({c.width, m.column ? c.height + c.taps - 1 : c.height}, m.channels(),
                           {c.place.padding * int(sizeof(S)), c.place.shift}) {
-    src.fill([&](int, int) { return random_element<S>(random); });
+    const bool extremes = random() % 8 == 0;  // their sums reach furthest
+    src.fill([&](int, int) { return extremes ? std::numeric_limits<S>::max() : random_element<S>(random); });
     c.border_value = random_element<S>(random);
     for (int k = 0; k < c.taps; ++k)
       kernel.push_back(sizeof(S) == 4 ? random_element<Tap>(random)
+                       : extremes     ? Tap(c.tap_range)
                                       : Tap(int(random() % (2 * c.tap_range + 1)) - c.tap_range));
   }
   Plane<D> destination() const { return {c.roi(), m.channels(), {c.place.padding * int(sizeof(D)), c.place.shift}}; }
@@ -134,7 +136,7 @@ void check(const Member<S, D>& m, const Case& c, std::mt19937& random) {
 
 // Divisors and tap magnitudes that reach every path: sums that are exact, that are not, that wrap, that saturate.
 constexpr int kDivisors[] = {1, 2, 3, 10, -1, -7, 256, 16384, 1 << 20, -2147483647 - 1, 2147483647};
-constexpr int kTapRanges[] = {1, 5, 100, 512, 4096, 32767};
+constexpr int kTapRanges[] = {1, 5, 43, 100, 512, 4096, 32767};
 constexpr int kTapCounts[] = {1, 2, 3, 4, 5, 6, 7, 9, 15, 16, 33};
 
 TEST(Separable, EqualsModel) {
@@ -144,7 +146,7 @@ TEST(Separable, EqualsModel) {
     Case c;
     for (c.width = 1; c.width <= 70; ++c.width)
       for (int i = 0; i < 6; ++i) {
-        c.height = 1 + i % 3;
+        c.height = i ? 1 + i % 3 : 1 + random() % 20;
         c.taps = pick(kTapCounts), c.anchor = random() % c.taps, c.tap_range = pick(kTapRanges);
         c.border = random() % 5, c.divisor = pick(kDivisors);
         c.place = {int(random() % 3) * 2, int(random() % 17)};
@@ -156,8 +158,13 @@ TEST(Separable, EqualsModel) {
         c.tap_range = range, c.divisor = divisor;
         check(m, c, random);
       }
+    c.width = 2048, c.height = 10;  // rows 4096 bytes apart
+    for (int range : {5, 4096}) {
+      c.tap_range = range, c.taps = range == 5 ? 5 : 3;
+      check(m, c, random);
+    }
     if (m.column) return;
-    c.tap_range = 40, c.divisor = 3;
+    c.height = 1, c.tap_range = 40, c.divisor = 3;
     for (int border : kBorders) {
       c.border = border;
       for (c.taps = 1; c.taps <= 5; ++c.taps)
