@@ -30,9 +30,9 @@ seed() {
 
 run_target() {
   # Large images are slow: those of the corpus are taken up again less often.
-  local options=(-len_control=0 -entropic_scale_per_exec_time=1 -max_len=512 -timeout=30 -rss_limit_mb=1500)
+  local options=(-len_control=0 -entropic_scale_per_exec_time=1 -max_len=512 -timeout=120 -rss_limit_mb=1500)
   # Memory is to be spent on what is in a file, not on what its header announces.
-  [[ $1 == image_file ]] && options=(-dict=fuzz/image_file.dict -max_len=4096 -timeout=10 -malloc_limit_mb=1)
+  [[ $1 == image_file ]] && options=(-dict=fuzz/image_file.dict -max_len=4096 -timeout=60 -malloc_limit_mb=1)
   seed "build/fuzz/corpus/$1"
   "build/fuzz/bin/fuzz_$1" "${options[@]}" -max_total_time="$seconds" -print_final_stats=1 \
     -artifact_prefix="$crashes/$1-" "build/fuzz/corpus/$1" >"$(log_of "fuzz $1")" 2>&1
