@@ -1,0 +1,218 @@
+// Compiled once per level.
+#include "core/border.h"
+#include "lumcvseparable_sums.h"
+
+namespace lum::LUM_LEVEL {
+namespace {
+
+template <class S, int C, int N>
+struct RowSums {
+  using V = I16;
+  static constexpr int kVectors = kIntegerVectors<N>, kBits = 32;
+  const S* e;  // e[x + C k] is what tap k of output x sees
+  Taps<N> taps;
+
+  RowSums from(int x) const { return {e + x, taps}; }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    if constexpr (C == 1)
+      neighbours<B>(v, e + x, finish);
+    else
+      paired_sums<B>(
+          v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(e + x + C * k + i * V::lanes); }, finish);
+  }
+
+  // One channel: neighbouring elements are neighbouring taps. Even outputs start their pairs at an even element, odd
+  // ones at an odd element; the last tap of an odd count takes both from one load, so no element behind it is read.
+  template <int B, class Finish>
+  LUM_INLINE void neighbours(V* v, const S* p, const Finish& finish) const {
+    I32 even[B], odd[B];
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { even[i] = odd[i] = i32(0); });
+    repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
+      const I32 t = taps.at(j);
+      repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+        even[i] = even[i] + multiply_pairs(load(p + i * V::lanes + 2 * j), t);
+        odd[i] = odd[i] + multiply_pairs(load(p + i * V::lanes + 2 * j + 1), t);
+      });
+    });
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+      if (taps.count() % 2) {
+        const I16 a = load(p + i * V::lanes + taps.count() - 1);
+        even[i] = even[i] + multiply_pairs(a, taps.last);
+        odd[i] = odd[i] + multiply_pairs(a, taps.last_for_odd);
+      }
+      v[i] = pack_even_odd(finish(even[i]), finish(odd[i]));
+    });
+  }
+
+  template <class Finish>
+  void element(Lum16s* d, int x, const Finish& finish) const {
+    unsigned sum = 0;  // wraps as the vectors do
+    for (int k = 0; k < taps.count(); ++k) sum += unsigned(get(taps.taps + k) * get(e + x + C * k));
+    put_saturated(d, finish(int(sum)));
+  }
+};
+
+// One channel of bytes whose sums fit 16 bits: two elements to a lane, the even outputs' sums and the odd ones'.
+template <int N>
+struct ByteRowSums {
+  using V = I16;
+  static constexpr int kVectors = 2, kBits = 16;
+  RowSums<Lum8u, 1, N> wide;
+  const ByteTaps<N>& taps;
+
+  RowSums<Lum8u, 1, N> from(int x) const { return wide.from(x); }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    if constexpr (B == 1) return wide.template compute<1>(v, x, finish);
+    const Lum8u* const p = wide.e + x;
+    I16 even = i16(0), odd = even;
+    repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
+      even = even + multiply_bytes(load_bytes(p + 2 * j), taps.byte_pairs[j]);
+      odd = odd + multiply_bytes(load_bytes(p + 2 * j + 1), taps.byte_pairs[j]);
+    });
+    if (taps.count() % 2) {
+      const I16 end = load_bytes(p + taps.count() - 1);
+      even = even + multiply_bytes(end, taps.byte_last);
+      odd = odd + multiply_bytes(end, taps.byte_last_for_odd);
+    }
+    interleave(finished(even, finish), finished(odd, finish), v);
+  }
+  template <class Finish>
+  void element(Lum16s* d, int x, const Finish& finish) const {
+    wide.element(d, x, finish);
+  }
+
+ private:
+  LUM_INLINE static I16 finished(I16 sums, Saturate) { return sums; }
+  LUM_INLINE static I16 finished(I16 sums, const NearestByShift& finish) { return finish.of_16_bits(sums); }
+  LUM_INLINE static I16 finished(I16 sums, const auto& finish) {
+    return pack(finish(widen_low(sums)), finish(widen_high(sums)));
+  }
+};
+
+template <int C, int N>
+struct FloatRowSums {
+  using V = F32;
+  static constexpr int kVectors = kFloatVectors<N>;
+  const Lum32f* e;
+  FloatTaps<N> taps;
+
+  template <int B>
+  LUM_INLINE void compute(V* v, int x, Saturate) const {
+    ascending_sums<B>(v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(e + x + C * k + i * V::lanes); });
+  }
+  void element(Lum32f* d, int x, Saturate) const {
+    Lum32f sum = get(e + x) * get(taps.memory);
+    for (int k = 1; k < taps.count(); ++k) sum += get(e + x + C * k) * get(taps.memory + k);
+    put(d, sum);
+  }
+};
+
+// The outputs of columns [begin, end) to d; e is what tap 0 of column `begin` sees, `behind` says whether a vector of
+// elements may be read behind what the last column sees.
+template <int C, int N, class S>
+LUM_INLINE void row_span(const RowPass<S>& pass, const S* e, Lum16s* d, int begin, int end, bool behind, Taps<N> taps) {
+  const int bulk = pass.roi.width / 16 * 16;
+  run_scaled(RowSums<S, C, N>{e, taps}, d, (end - begin) * C, (bulk - begin) * C, {0, behind}, pass.scale);
+}
+template <int C, int N>
+LUM_INLINE void row_span(const RowPass<Lum8u>& pass, const Lum8u* e, Lum16s* d, int begin, int end, bool behind,
+                         const ByteTaps<N>& taps) {
+  const int bulk = pass.roi.width / 16 * 16;
+  run_scaled(ByteRowSums<N>{{e, taps}, taps}, d, end - begin, bulk - begin, {0, behind}, pass.scale);
+}
+template <int C, int N>
+LUM_INLINE void row_span(const RowPass<Lum32f>&, const Lum32f* e, Lum32f* d, int begin, int end, bool behind,
+                         FloatTaps<N> taps) {
+  run(FloatRowSums<C, N>{e, taps}, d, (end - begin) * C, {0, behind}, Saturate{});
+}
+
+// What the outputs [begin, end) see, border included.
+template <int C, class S>
+inline void bordered_stretch(const RowPass<S>& pass, const S* row, int begin, int end, S* stretch) {
+  const long long first = (long long)begin - pass.anchor;
+  const int n = end - begin + pass.taps - 1, width = pass.roi.width;
+  const int inside = first < 0 ? clamp(pass.anchor - begin, 0, n) : 0;  // where the row itself begins in the stretch
+  const int outside = first + n > width ? int(width - first > inside ? width - first : inside) : n;
+  const auto copy = [&](int i, long long x) {
+    for (int c = 0; c < C; ++c) put(stretch + i * C + c, x < 0 ? pass.border_value : get(row + (ptrdiff_t)x * C + c));
+  };
+  for (int i = 0; i < inside; ++i) copy(i, border_index(first + i, width, pass.border));
+  if (inside < outside)
+    memcpy(stretch + inside * C, row + (ptrdiff_t)(first + inside) * C, (outside - inside) * C * sizeof(S));
+  for (int i = outside; i < n; ++i) copy(i, border_index(first + i, width, pass.border));
+}
+
+// The columns whose outputs see the border, at both ends of a row or, in short rows, all of them; `right` to the end and
+// the beginning to `left` go by stretches. An end is some vectors long even if few of its outputs see the border.
+struct Ends {
+  int left, right;
+};
+template <int C, class S>
+inline Ends ends_of(const RowPass<S>& pass) {
+  constexpr int kEnd = 32, kShort = 1024;
+  const Rows columns = pass.columns;
+  if ((long long)(columns.end - columns.begin + pass.taps) * C * (int)sizeof(S) <= kShort)
+    return {columns.end, columns.end};
+  const int last = pass.roi.width - (pass.taps - 1 - pass.anchor);  // sees the border on the right
+  Ends ends = {columns.begin, columns.end};
+  if (columns.begin < pass.anchor)
+    ends.left = clamp(pass.anchor > kEnd ? pass.anchor : kEnd, columns.begin, columns.end);
+  if (last < columns.end)
+    ends.right = clamp(last < columns.end - kEnd ? last : columns.end - kEnd, ends.left, columns.end);
+  return ends;
+}
+
+// Rows go some at a time: what is stored into stretches has reached the cache when it is loaded.
+template <int C, class S, class T>
+inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretches, int room, const T& taps) {
+  constexpr int kRows = 8;
+  const auto [left, right] = ends_of<C>(pass);
+  const int begin = pass.columns.begin, end = pass.columns.end;
+  const long long longest = (left - begin > end - right ? left - begin : end - right) + pass.taps - 1LL;
+  const long long pitch = (longest * C * (int)sizeof(S) + 32 + 15) / 16 * 16 / (int)sizeof(S);
+  const int at_once = clamp(int(room / (pitch * (int)sizeof(S))), 1, kRows);
+
+  for (int y = rows.begin, count; y < rows.end; y += count) {
+    count = rows.end - y < at_once ? rows.end - y : at_once;
+    const auto bordered = [&](int from, int to) LUM_INLINE_LAMBDA {
+      if (from == to) return;
+      for (int i = 0; i < count; ++i) bordered_stretch<C>(pass, pass.src.row(y + i), from, to, stretches + i * pitch);
+      for (int i = 0; i < count; ++i) {
+        Mid<S>* const d = get(pass.dst + y + i) + (ptrdiff_t)(from - begin) * C;
+        row_span<C>(pass, stretches + i * pitch, d, from, to, true, taps);
+      }
+    };
+    bordered(begin, left);
+    bordered(right, end);
+    for (int i = 0; i < count && left < right; ++i) {
+      const S* const seen = pass.src.row(y + i) + (ptrdiff_t)(left - pass.anchor) * C;
+      row_span<C>(pass, seen, get(pass.dst + y + i) + (ptrdiff_t)(left - begin) * C, left, right, false, taps);
+    }
+  }
+}
+
+}  // namespace
+
+template <class S, int C>
+void row_band(const RowPass<S>& pass, Rows rows, Lum8u* scratch) {
+  alignas(16) Lum8u stack[kRowStack];
+  const bool own = row_scratch<S, C>(pass.taps) <= kRowStack;
+  S* const stretches = (S*)(own ? stack : scratch);
+  const auto band = [&](const auto& taps) { row_band_taps<C>(pass, rows, stretches, own ? kRowStack : 0, taps); };
+  if constexpr (sizeof(S) == 1 && C == 1)
+    if (pass.small) return with_taps<ByteTaps>(pass.kernel, pass.taps, band);
+  TapsOf<Mid<S>>::with(pass.kernel, pass.taps, band);
+}
+
+template void row_band<Lum8u, 1>(const RowPass<Lum8u>&, Rows, Lum8u*);
+template void row_band<Lum8u, 3>(const RowPass<Lum8u>&, Rows, Lum8u*);
+template void row_band<Lum16s, 1>(const RowPass<Lum16s>&, Rows, Lum8u*);
+template void row_band<Lum16s, 3>(const RowPass<Lum16s>&, Rows, Lum8u*);
+template void row_band<Lum32f, 1>(const RowPass<Lum32f>&, Rows, Lum8u*);
+template void row_band<Lum32f, 3>(const RowPass<Lum32f>&, Rows, Lum8u*);
+
+}  // namespace lum::LUM_LEVEL

@@ -1,0 +1,258 @@
+// What row and column passes share: how sums become elements, runs over the elements of a row, taps, sums of products.
+// For the kernels of one level; included once per file and level.
+#pragma once
+#include <utility>
+
+#include "core/vec.h"
+#include "lumcvseparable_kernels.h"
+
+namespace lum::LUM_LEVEL {
+namespace {
+
+#define LUM_INLINE_LAMBDA __attribute__((always_inline))
+
+constexpr Lum32f kTop = 32767;  // a float above it must not reach the conversion; below, saturation does the rest
+
+// What becomes of a sum. All of them leave values that the saturating stores bring into range.
+struct Saturate {
+  I32 operator()(I32 sum) const { return sum; }
+  int operator()(int sum) const { return sum; }
+};
+template <bool Clamp>
+struct Scaled {
+  Lum32f reciprocal;
+  F32 operator()(F32 sum) const {
+    const F32 v = sum * f32(reciprocal);
+    return Clamp ? min(v, f32(kTop)) : v;
+  }
+  __m128 operator()(Lum32f sum) const {
+    const __m128 v = _mm_set_ss(sum * reciprocal);
+    return Clamp ? _mm_min_ss(v, _mm_set_ss(kTop)) : v;
+  }
+  F32 operator()(I32 sum) const { return (*this)(to_float(sum)); }
+  __m128 operator()(int sum) const { return (*this)(Lum32f(sum)); }
+};
+template <bool Clamp>
+struct Nearest {
+  Scaled<Clamp> scaled;
+  I32 operator()(F32 sum) const { return round_nearest(scaled(sum)); }
+  I32 operator()(I32 sum) const { return round_nearest(scaled(sum)); }
+  int operator()(Lum32f sum) const { return _mm_cvtss_si32(scaled(sum)); }
+  int operator()(int sum) const { return _mm_cvtss_si32(scaled(sum)); }
+};
+template <bool Clamp>
+struct Truncate {
+  Scaled<Clamp> scaled;
+  I32 operator()(F32 sum) const { return truncate(scaled(sum)); }
+  I32 operator()(I32 sum) const { return truncate(scaled(sum)); }
+  int operator()(Lum32f sum) const { return _mm_cvttss_si32(scaled(sum)); }
+  int operator()(int sum) const { return _mm_cvttss_si32(scaled(sum)); }
+};
+
+// The same as Nearest for sums of 16 bits and powers of two.
+struct NearestByShift {
+  ShiftNearest of_16_bits;
+  Nearest<false> nearest;
+  auto operator()(auto sum) const { return nearest(sum); }
+};
+
+inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? high : v; }
+inline void put_saturated(Lum16s* d, int v) { put(d, Lum16s(clamp(v, -32768, 32767))); }
+inline void put_saturated(Lum8u* d, int v) { *d = Lum8u(clamp(v, 0, 255)); }
+inline void put_saturated(Lum8s* d, int v) { *d = Lum8s(clamp(v, -128, 127)); }
+
+// body(k) for every k below n. A count N known at compile time is written out, so that tables of it stay in registers.
+template <class Body, int... K>
+LUM_INLINE void repeat(const Body& body, std::integer_sequence<int, K...>) {
+  (body(K), ...);
+}
+template <int N, class Body>
+LUM_INLINE void repeat(int n, const Body& body) {
+  if constexpr (N > 0)
+    repeat(body, std::make_integer_sequence<int, N>());
+  else
+    for (int k = 0; k < n; ++k) body(k);
+}
+
+// What may be computed, though not stored, beside the elements that are asked for: `before` elements in front of them,
+// and, if `behind`, a vector of elements behind.
+struct Margin {
+  int before;
+  bool behind;
+};
+
+// n elements to d, some vectors at a time, then one. Where the last vector reaches beyond the elements, only theirs of
+// its lanes are stored: the others may be rounded otherwise, or junk.
+template <class D, class Kernel, class Finish>
+LUM_INLINE void run(const Kernel& kernel, D* d, int n, Margin margin, const Finish& finish) {
+  using V = typename Kernel::V;
+  constexpr int kBlock = Kernel::kVectors * V::lanes;
+  int x = 0;
+  for (; x <= n - kBlock; x += kBlock) {
+    V v[Kernel::kVectors];
+    kernel.template compute<Kernel::kVectors>(v, x, finish);
+    repeat<Kernel::kVectors>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + x + i * V::lanes, v[i]); });
+  }
+  V v[1];
+  for (; x < n && n >= V::lanes; x += V::lanes) {
+    if (x > n - V::lanes) x = n - V::lanes;  // some elements once more, with the same result
+    kernel.template compute<1>(v, x, finish);
+    store(d + x, v[0]);
+  }
+  if (x >= n) return;
+  const bool before = margin.before + n >= V::lanes;
+  if (n > 2 && (before || margin.behind)) {
+    kernel.template compute<1>(v, before ? n - V::lanes : 0, finish);
+    before ? store_last(d, v[0], n) : store_first(d, v[0], n);
+  } else {
+    for (; x < n; ++x) kernel.element(d + x, x, finish);
+  }
+}
+
+// The same where the first `bulk` elements are rounded and the rest truncated.
+// A kernel's kBits is what its sums need: 16 fit a 16-bit integer, 24 a float, 32 may be anything.
+template <class D, class Kernel, class Nearest, class Truncate>
+LUM_INLINE void run_rounded(const Kernel& kernel, D* d, int n, int bulk, Margin margin, const Nearest& nearest,
+                            const Truncate& truncate) {
+  bulk = clamp(bulk, 0, n);
+  run(kernel, d, bulk, margin, nearest);
+  margin.before += bulk;
+  run(kernel.from(bulk), d + bulk, n - bulk, margin, truncate);
+}
+template <class D, class Kernel>
+LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin margin, Scale scale) {
+  const Lum32f r = scale.reciprocal;
+  if (scale.unit) return run(kernel, d, n, margin, Saturate{});
+  if constexpr (Kernel::kBits == 16)
+    if (scale.shift)
+      return run_rounded(kernel, d, n, bulk, margin, NearestByShift{ShiftNearest(scale.shift), {r}},
+                         Truncate<false>{r});
+  if (Kernel::kBits == 32 && scale.clamp)
+    run_rounded(kernel, d, n, bulk, margin, Nearest<true>{r}, Truncate<true>{r});
+  else
+    run_rounded(kernel, d, n, bulk, margin, Nearest<false>{r}, Truncate<false>{r});
+}
+
+// Pairs of integer taps. A count known at compile time keeps them in registers; 0 leaves them in the caller's memory.
+template <int N>
+struct Taps {
+  static_assert(N % 2 == 1);
+  I32 pairs[N / 2], last, last_for_odd;
+  const Lum16s* taps;
+  Taps(const Lum16s* kernel, int)
+      : last(pair(get(kernel + N - 1), 0)), last_for_odd(pair(0, get(kernel + N - 1))), taps(kernel) {
+    for (int j = 0; j < N / 2; ++j) pairs[j] = pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+  }
+  static constexpr int count() { return N; }
+  I32 at(int j) const { return pairs[j]; }
+};
+template <>
+struct Taps<0> {
+  I32 last, last_for_odd;
+  const Lum16s* taps;
+  int n;
+  Taps(const Lum16s* kernel, int count)
+      : last(pair(get(kernel + count - 1), 0)), last_for_odd(pair(0, get(kernel + count - 1))), taps(kernel), n(count) {
+  }
+  int count() const { return n; }
+  I32 at(int j) const { return i32(get((const int*)(taps + 2 * j))); }
+};
+
+// The same as factors of bytes.
+template <int N>
+struct ByteTaps : Taps<N> {
+  BytePair byte_pairs[(N ? N : kMostByteTaps) / 2], byte_last, byte_last_for_odd;
+  ByteTaps(const Lum16s* kernel, int count)
+      : Taps<N>(kernel, count), byte_last(byte_pair(get(kernel + count - 1), 0)),
+        byte_last_for_odd(byte_pair(0, get(kernel + count - 1))) {
+    for (int j = 0; j < count / 2; ++j) byte_pairs[j] = byte_pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+  }
+};
+
+template <int N>
+struct FloatTaps {
+  F32 taps[N];
+  const Lum32f* memory;
+  FloatTaps(const Lum32f* kernel, int) : memory(kernel) {
+    for (int k = 0; k < N; ++k) taps[k] = f32(get(kernel + k));
+  }
+  static constexpr int count() { return N; }
+  F32 at(int k) const { return taps[k]; }
+};
+template <>
+struct FloatTaps<0> {
+  const Lum32f* memory;
+  int n;
+  FloatTaps(const Lum32f* kernel, int count) : memory(kernel), n(count) {}
+  int count() const { return n; }
+  F32 at(int k) const { return f32(get(memory + k)); }
+};
+
+// Vectors whose sums run side by side. With many taps the additions of one sum wait for each other.
+template <int N>
+constexpr int kIntegerVectors = N == 0 ? 2 : 1;
+template <int N>
+constexpr int kFloatVectors = N == 0 ? 4 : 1;
+
+// Integer sums of operand(k, i) times tap k for vector i, two operands to a multiplication.
+template <int B, int N, class Operand, class Finish>
+LUM_INLINE void paired_sums(I16* v, const Taps<N>& taps, const Operand& operand, const Finish& finish) {
+  I32 low[B], high[B];
+  repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { low[i] = high[i] = i32(0); });
+  repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
+    const I32 t = taps.at(j);
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+      const I16 a = operand(2 * j, i), b = operand(2 * j + 1, i);
+      low[i] = low[i] + multiply_pairs(unpack_low(a, b), t);
+      high[i] = high[i] + multiply_pairs(unpack_high(a, b), t);
+    });
+  });
+  repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+    if (taps.count() % 2) {
+      const I16 a = operand(taps.count() - 1, i);
+      low[i] = low[i] + multiply_pairs(unpack_low(a, a), taps.last);
+      high[i] = high[i] + multiply_pairs(unpack_high(a, a), taps.last);
+    }
+    v[i] = pack(finish(low[i]), finish(high[i]));
+  });
+}
+
+// Float sums of operand(k, i) times tap k for vector i, in ascending k.
+template <int B, int N, class Operand>
+LUM_INLINE void ascending_sums(F32* v, const FloatTaps<N>& taps, const Operand& operand) {
+  repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = operand(0, i) * taps.at(0); });
+  repeat<N - 1>(taps.count() - 1, [&](int k) LUM_INLINE_LAMBDA {
+    const F32 t = taps.at(k + 1);
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = v[i] + operand(k + 1, i) * t; });
+  });
+}
+
+// Taps of a count that most filters have stay in registers.
+template <template <int> class T, class M, class Body>
+inline void with_taps(const M* kernel, int count, const Body& body) {
+  switch (count) {
+    case 3: return body(T<3>(kernel, 3));
+    case 5: return body(T<5>(kernel, 5));
+    default: return body(T<0>(kernel, count));
+  }
+}
+
+template <class M>
+struct TapsOf;
+template <>
+struct TapsOf<Lum16s> {
+  template <class Body>
+  static void with(const Lum16s* kernel, int count, const Body& body) {
+    with_taps<Taps>(kernel, count, body);
+  }
+};
+template <>
+struct TapsOf<Lum32f> {
+  template <class Body>
+  static void with(const Lum32f* kernel, int count, const Body& body) {
+    with_taps<FloatTaps>(kernel, count, body);
+  }
+};
+
+}  // namespace
+}  // namespace lum::LUM_LEVEL
