@@ -201,6 +201,17 @@ TEST(Separable, ColumnSumsRoundAtEveryTap) {
   }
 }
 
+// Minus the least integer has no integer; it saturates.
+TEST(Separable, RowSumOfTheLeastInteger) {
+  const std::vector<Lum16s> row(20, -32768), kernel = {32767, 32767, 2};
+  std::vector<Lum16s> result(20);
+  Lum16s* const rows[] = {result.data()};
+  Lum8u buffer[512];
+  ASSERT_EQ(lumStatusOk, lumiFilterRowBorderPipeline_16s_C1R(row.data(), 40, rows, {20, 1}, kernel.data(), 3, 1,
+                                                             lumBorderRepl, 0, -1, buffer));
+  EXPECT_EQ(result, std::vector<Lum16s>(20, 32767));
+}
+
 TEST(Separable, ThreadsDoNotChangeResults) {
   std::mt19937 random(4);
   each_member([&]<class S, class D>(const Member<S, D>& m) {
