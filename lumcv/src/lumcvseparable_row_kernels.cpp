@@ -114,19 +114,20 @@ struct FloatRowSums {
 // The outputs of columns [begin, end) to d; e is what tap 0 of column `begin` sees, `behind` says whether a vector of
 // elements may be read behind what the last column sees.
 template <int C, int N, class S>
-LUM_INLINE void row_span(const RowPass<S>& pass, const S* e, Lum16s* d, int begin, int end, bool behind, Taps<N> taps) {
+[[gnu::noinline]] void row_span(const RowPass<S>& pass, const S* e, Lum16s* d, int begin, int end, bool behind,
+                                const Taps<N>& taps) {
   const int bulk = pass.roi.width / 16 * 16;
   run_scaled(RowSums<S, C, N>{e, taps}, d, (end - begin) * C, (bulk - begin) * C, {0, behind}, pass.scale);
 }
 template <int C, int N>
-LUM_INLINE void row_span(const RowPass<Lum8u>& pass, const Lum8u* e, Lum16s* d, int begin, int end, bool behind,
-                         const ByteTaps<N>& taps) {
+[[gnu::noinline]] void row_span(const RowPass<Lum8u>& pass, const Lum8u* e, Lum16s* d, int begin, int end, bool behind,
+                                const ByteTaps<N>& taps) {
   const int bulk = pass.roi.width / 16 * 16;
   run_scaled(ByteRowSums<N>{{e, taps}, taps}, d, end - begin, bulk - begin, {0, behind}, pass.scale);
 }
 template <int C, int N>
-LUM_INLINE void row_span(const RowPass<Lum32f>&, const Lum32f* e, Lum32f* d, int begin, int end, bool behind,
-                         FloatTaps<N> taps) {
+[[gnu::noinline]] void row_span(const RowPass<Lum32f>&, const Lum32f* e, Lum32f* d, int begin, int end, bool behind,
+                                const FloatTaps<N>& taps) {
   run(FloatRowSums<C, N>{e, taps}, d, (end - begin) * C, {0, behind}, Saturate{});
 }
 
@@ -178,7 +179,7 @@ inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretches, int r
 
   for (int y = rows.begin, count; y < rows.end; y += count) {
     count = rows.end - y < at_once ? rows.end - y : at_once;
-    const auto bordered = [&](int from, int to) LUM_INLINE_LAMBDA {
+    const auto bordered = [&](int from, int to) {
       if (from == to) return;
       for (int i = 0; i < count; ++i) bordered_stretch<C>(pass, pass.src.row(y + i), from, to, stretches + i * pitch);
       for (int i = 0; i < count; ++i) {
