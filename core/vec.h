@@ -109,6 +109,49 @@ inline F32 to_float(I32 a) { return {_mm256_cvtepi32_ps(a.v)}; }
 inline I32 round_nearest(F32 a) { return {_mm256_cvtps_epi32(a.v)}; }
 inline I32 truncate(F32 a) { return {_mm256_cvttps_epi32(a.v)}; }
 
+// Elements as floats, one to a lane.
+inline F32 widen(const Lum8u* p) {
+  return {_mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)p)))};
+}
+inline F32 widen(const Lum8s* p) {
+  return {_mm256_cvtepi32_ps(_mm256_cvtepi8_epi32(_mm_loadl_epi64((const __m128i*)p)))};
+}
+inline F32 widen(const Lum16u* p) {
+  return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128((const __m128i*)p)))};
+}
+inline F32 widen(const Lum32f* p) { return load(p); }
+// All bits of a lane where the byte is not 0.
+inline F32 nonzero(const Lum8u* p) {
+  const __m256i bytes = _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)p));
+  return {_mm256_castsi256_ps(_mm256_cmpgt_epi32(bytes, _mm256_setzero_si256()))};
+}
+inline F32 and_bits(F32 a, F32 b) { return {_mm256_and_ps(a.v, b.v)}; }
+inline F32 select(F32 mask, F32 a, F32 b) { return {_mm256_blendv_ps(b.v, a.v, mask.v)}; }
+inline F32 absolute(F32 a) { return {_mm256_andnot_ps(_mm256_set1_ps(-0.0f), a.v)}; }
+
+// As many unsigned elements as a vector holds.
+struct U8 {
+  __m256i v;
+  static constexpr int lanes = 32;
+};
+struct U16 {
+  __m256i v;
+  static constexpr int lanes = 16;
+};
+inline U8 load_all(const Lum8u* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
+inline U16 load_all(const Lum16u* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
+inline F32 load_all(const Lum32f* p) { return load(p); }
+inline void store(Lum8u* p, U8 a) { _mm256_storeu_si256((__m256i*)p, a.v); }
+inline void store(Lum16u* p, U16 a) { _mm256_storeu_si256((__m256i*)p, a.v); }
+inline U8 splat(Lum8u a) { return {_mm256_set1_epi8((char)a)}; }
+inline U16 splat(Lum16u a) { return {_mm256_set1_epi16((short)a)}; }
+inline U8 absolute_difference(U8 a, U8 b) {
+  return {_mm256_or_si256(_mm256_subs_epu8(a.v, b.v), _mm256_subs_epu8(b.v, a.v))};
+}
+inline U16 absolute_difference(U16 a, U16 b) {
+  return {_mm256_or_si256(_mm256_subs_epu16(a.v, b.v), _mm256_subs_epu16(b.v, a.v))};
+}
+
 #else
 
 struct F32 {
@@ -191,7 +234,52 @@ inline F32 to_float(I32 a) { return {_mm_cvtepi32_ps(a.v)}; }
 inline I32 round_nearest(F32 a) { return {_mm_cvtps_epi32(a.v)}; }
 inline I32 truncate(F32 a) { return {_mm_cvttps_epi32(a.v)}; }
 
+inline F32 widen_words(__m128i words) { return {_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, _mm_setzero_si128()))}; }
+inline __m128i four_bytes(const void* p) {
+  int bytes;
+  memcpy(&bytes, p, sizeof bytes);
+  return _mm_cvtsi32_si128(bytes);
+}
+inline F32 widen(const Lum8u* p) { return widen_words(_mm_unpacklo_epi8(four_bytes(p), _mm_setzero_si128())); }
+inline F32 widen(const Lum8s* p) {
+  const __m128i bytes = four_bytes(p), words = _mm_unpacklo_epi8(bytes, bytes);
+  return {_mm_cvtepi32_ps(_mm_srai_epi32(_mm_unpacklo_epi16(words, words), 24))};
+}
+inline F32 widen(const Lum16u* p) { return widen_words(_mm_loadl_epi64((const __m128i*)p)); }
+inline F32 widen(const Lum32f* p) { return load(p); }
+inline F32 nonzero(const Lum8u* p) {
+  const __m128i bytes = four_bytes(p), words = _mm_unpacklo_epi8(bytes, bytes);
+  const __m128i zero = _mm_cmpeq_epi32(_mm_unpacklo_epi16(words, words), _mm_setzero_si128());
+  return {_mm_castsi128_ps(_mm_xor_si128(zero, _mm_set1_epi32(-1)))};
+}
+inline F32 and_bits(F32 a, F32 b) { return {_mm_and_ps(a.v, b.v)}; }
+inline F32 select(F32 mask, F32 a, F32 b) { return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))}; }
+inline F32 absolute(F32 a) { return {_mm_andnot_ps(_mm_set1_ps(-0.0f), a.v)}; }
+
+struct U8 {
+  __m128i v;
+  static constexpr int lanes = 16;
+};
+struct U16 {
+  __m128i v;
+  static constexpr int lanes = 8;
+};
+inline U8 load_all(const Lum8u* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
+inline U16 load_all(const Lum16u* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
+inline F32 load_all(const Lum32f* p) { return load(p); }
+inline void store(Lum8u* p, U8 a) { _mm_storeu_si128((__m128i*)p, a.v); }
+inline void store(Lum16u* p, U16 a) { _mm_storeu_si128((__m128i*)p, a.v); }
+inline U8 splat(Lum8u a) { return {_mm_set1_epi8((char)a)}; }
+inline U16 splat(Lum16u a) { return {_mm_set1_epi16((short)a)}; }
+inline U8 absolute_difference(U8 a, U8 b) { return {_mm_or_si128(_mm_subs_epu8(a.v, b.v), _mm_subs_epu8(b.v, a.v))}; }
+inline U16 absolute_difference(U16 a, U16 b) {
+  return {_mm_or_si128(_mm_subs_epu16(a.v, b.v), _mm_subs_epu16(b.v, a.v))};
+}
+
 #endif
+
+inline F32 splat(Lum32f a) { return f32(a); }
+inline F32 absolute_difference(F32 a, F32 b) { return absolute(a - b); }
 
 inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
   I16 v[2];

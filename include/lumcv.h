@@ -5,6 +5,7 @@
 #ifndef LUMCV_H
 #define LUMCV_H
 
+#include "lumcv_accumulate.h"
 #include "lumcv_features.h"
 #include "lumcv_filters.h"
 #include "lumcv_frame.h"

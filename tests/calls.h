@@ -21,12 +21,12 @@ struct Threads {
 
 // The arguments of any function, by name.
 struct Arguments {
-  const void *src = nullptr, *src2 = nullptr, *kernel = nullptr;
+  const void *src = nullptr, *src2 = nullptr, *mask_plane = nullptr, *kernel = nullptr;
   void* dst = nullptr;
-  int step = 0, step2 = 0, dst_step = 0;
+  int step = 0, step2 = 0, mask_step = 0, dst_step = 0;
   int width = 1, height = 1;
   int taps = 3, anchor = 0, mask = 33, border = lumBorderRepl, divisor = 1;
-  double border_value = 0;
+  double border_value = 0, value = 0;
   float sigma = 1, low = 10, high = 20;
   Lum8u* buffer = nullptr;
   int* bytes = nullptr;  // of the functions that tell a buffer's size

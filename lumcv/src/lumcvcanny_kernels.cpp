@@ -37,7 +37,6 @@ I32 above(I32 a, I32 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
 F32 above(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GT_OQ)}; }
 F32 not_above(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_NGT_UQ)}; }
 I16 select(I16 mask, I16 a, I16 b) { return {_mm256_blendv_epi8(b.v, a.v, mask.v)}; }
-F32 select(F32 mask, F32 a, F32 b) { return {_mm256_blendv_ps(b.v, a.v, mask.v)}; }
 // A mask for select() of the lanes whose sign bit is set.
 I16 negative(I16 a) { return {_mm256_srai_epi16(a.v, 15)}; }
 F32 negative(F32 a) { return a; }
@@ -64,7 +63,6 @@ I32 above(I32 a, I32 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
 F32 above(F32 a, F32 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
 F32 not_above(F32 a, F32 b) { return {_mm_cmpngt_ps(a.v, b.v)}; }
 I16 select(I16 mask, I16 a, I16 b) { return {(mask.v & a.v) | (~mask.v & b.v)}; }
-F32 select(F32 mask, F32 a, F32 b) { return {_mm_or_ps(_mm_and_ps(mask.v, a.v), _mm_andnot_ps(mask.v, b.v))}; }
 I16 negative(I16 a) { return {_mm_srai_epi16(a.v, 15)}; }
 F32 negative(F32 a) { return as_f32({_mm_srai_epi32(as_i32(a).v, 31)}); }
 bool any(Bits a) { return _mm_movemask_epi8(_mm_cmpeq_epi8((__m128i)a, _mm_setzero_si128())) != 0xFFFF; }
