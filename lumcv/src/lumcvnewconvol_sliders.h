@@ -100,7 +100,9 @@ struct Scharr3 {
 };
 struct Avr3 {
   static constexpr int taps = 3, sum = 3;
-  auto operator()(auto a, auto b, auto c) const { return a + b + c; }
+  F32 operator()(F32 a, F32 b, F32 c) const { return a + b + c; }
+  // Along a row, the even pixels' b + c is the odd ones' a + b.
+  Pair operator()(Pair a, Pair b, Pair c) const { return {a.even + (b.even + c.even), (a.odd + b.odd) + c.odd}; }
 };
 struct Dx5 {
   static constexpr int taps = 5, sum = 0;
@@ -131,7 +133,9 @@ struct Sobel5 {
 struct Avr5 {
   static constexpr int taps = 5, sum = 5;
   F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + b + c + d + e; }
-  Pair operator()(Pair a, Pair b, Pair c, Pair d, Pair e) const { return (a + b) + (c + d) + e; }
+  Pair operator()(Pair a, Pair b, Pair c, Pair d, Pair e) const {
+    return {a.even + ((b.even + c.even) + (d.even + e.even)), ((a.odd + b.odd) + (c.odd + d.odd)) + e.odd};
+  }
 };
 template <class Rule>
 struct Negated {
