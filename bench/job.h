@@ -7,6 +7,8 @@ namespace bench {
 // A few percent of the pixels of a photograph are edges of its Sobel derivatives.
 constexpr Lum32f kLowThreshold = 120, kHighThreshold = 300;
 constexpr Lum32f kSigma = 1.5f;
+constexpr Lum32f kWeight = 0.05f;
+constexpr int kConstant = 100;
 
 // Becomes what the function wants to see.
 struct Pointer {
@@ -21,8 +23,10 @@ struct Pointer {
 struct Job {
   LumSize roi;
   int taps, divisor;
-  Pointer src, src2, dst;  // the second source is Canny's vertical derivative
-  int src_step, dst_step;
+  Pointer src, src2, dst;
+  int src_step, dst_step;  // both sources have the same
+  const Lum8u* mask;       // a byte a pixel
+  int mask_step;
   Pointer src_rows, dst_rows;  // height + taps - 1 and height pointers
   const Lum16s* taps16;
   const Lum32f* taps32;

@@ -48,6 +48,7 @@ void run_library(benchmark::State& state, const Line& line, const Library& libra
   const Job job = make_job(*line.member, line.roi, library);
   void* const function = library.find(line.member->function);
   const auto call = line.member->call;
+  fill_destination(job, *line.member);
   if (call(function, job) != lumStatusOk) return state.SkipWithError("the call failed");
   for (auto _ : state) {
     call(function, job);
@@ -61,6 +62,7 @@ void run_library(benchmark::State& state, const Line& line, const Library& libra
 void run_scalar(benchmark::State& state, const Line& line) {
   const Job job = make_job(*line.member, line.roi, libraries()[0]);
   const Scalar loop = scalar(line.member->function);
+  fill_destination(job, *line.member);
   for (auto _ : state) {
     loop(job);
     benchmark::ClobberMemory();
@@ -163,10 +165,11 @@ bool equals_scalar(const Library& library, const Member& member, LumSize roi) {
   const Job job = make_job(member, roi, library);
   const Scalar loop = scalar(member.function);
   if (!loop) return false;
+  fill_destination(job, member);
   loop(job);
   const Lum8u* const result = job.dst;
   const std::vector<Lum8u> expected(result, result + job.dst_step * roi.height);
-  memset(job.dst, 0xA5, expected.size());
+  fill_destination(job, member);
   return member.call(library.find(member.function), job) == lumStatusOk &&
          std::equal(expected.begin(), expected.end(), result);
 }

@@ -103,9 +103,43 @@ void add_canny(List& list) {
 #define LUM_CANNY(name, S)                                                                                       \
   list.push_back({#name, "lumiCannyGetSize", "Canny", 1, 2, sizeof(S), 1,                                        \
                   LUM_CALL(name, j.src, j.src_step, j.src2, j.src_step, j.dst, j.dst_step, j.roi, kLowThreshold, \
-                           kHighThreshold, j.buffer)});
+                           kHighThreshold, j.buffer)});                                                          \
+  list.back().derivatives = true;
   LUM_CANNY(lumiCanny_16s8u_C1R, Lum16s)
   LUM_CANNY(lumiCanny_32f8u_C1R, Lum32f)
+}
+
+// ---- accumulators and absolute differences ----
+
+void add_accumulator(List& list, Member member, bool masked) {
+  member.family = masked ? "Accumulators under a mask" : "Accumulators";
+  member.masked = masked;
+  member.in_place = true;
+  list.push_back(member);
+}
+
+void add_accumulators(List& list) {
+#define LUM_SOURCE j.src, j.src_step
+#define LUM_SOURCES LUM_SOURCE, j.src2, j.src_step
+#define LUM_MASK j.mask, j.mask_step
+#define LUM_TARGET j.dst, j.dst_step, j.roi
+#define LUM_MEMBER_OF(name, sources, S, D, ...) \
+  { #name, "", "", 1, sources, sizeof(S), sizeof(D), LUM_CALL(name, __VA_ARGS__) }
+#define LUM_ADDED(name, sources, S, masked, ...) \
+  add_accumulator(list, LUM_MEMBER_OF(name, sources, S, Lum32f, __VA_ARGS__), masked);
+#define LUM_ACCUM(name, S, Op) LUM_ADDED(name, 1, S, false, LUM_SOURCE, LUM_TARGET)
+#define LUM_ACCUM_MASKED(name, S, Op) LUM_ADDED(name, 1, S, true, LUM_SOURCE, LUM_MASK, LUM_TARGET)
+#define LUM_ACCUM_PRODUCT(name, S) LUM_ADDED(name, 2, S, false, LUM_SOURCES, LUM_TARGET)
+#define LUM_ACCUM_PRODUCT_MASKED(name, S) LUM_ADDED(name, 2, S, true, LUM_SOURCES, LUM_MASK, LUM_TARGET)
+#define LUM_ACCUM_WEIGHTED(name, S) LUM_ADDED(name, 1, S, false, LUM_SOURCE, LUM_TARGET, kWeight)
+#define LUM_ACCUM_WEIGHTED_MASKED(name, S) LUM_ADDED(name, 1, S, true, LUM_SOURCE, LUM_MASK, LUM_TARGET, kWeight)
+#define LUM_ABS_DIFF(name, S)                                            \
+  list.push_back(LUM_MEMBER_OF(name, 2, S, S, LUM_SOURCES, LUM_TARGET)); \
+  list.back().family = "Absolute differences";
+#define LUM_ABS_DIFF_C(name, S, V)                                                 \
+  list.push_back(LUM_MEMBER_OF(name, 1, S, S, LUM_SOURCE, LUM_TARGET, kConstant)); \
+  list.back().family = "Absolute differences";
+#include "lumcv/src/lumcvaccum.inc"
 }
 
 Library opened(const char* level, const char* file) {
@@ -126,6 +160,7 @@ const List& members() {
     add_gauss(made);
     add_passes(made);
     add_canny(made);
+    add_accumulators(made);
     return made;
   }();
   return list;

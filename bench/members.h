@@ -8,7 +8,7 @@
 namespace bench {
 
 struct Member {
-  std::string function, size_function, family;
+  std::string function, size_function, family;     // no size function: no buffer
   int channels, src_planes, src_bytes, dst_bytes;  // bytes of an element
   LumStatus (*call)(void* function, const Job&);
 
@@ -17,9 +17,13 @@ struct Member {
   int size_argument = 0;  // the mask or the number of taps, where the size of the buffer depends on it
   int factor = 1;         // of the integer taps 1 2 1, 1 2 3 2 1 and so on
   int divisor = 1;
+  bool derivatives = false;  // of a photograph, instead of noise
+  bool masked = false;
+  bool in_place = false;  // the destination is read too
 
   double bytes(LumSize roi) const {
-    return double(roi.width) * roi.height * channels * (src_planes * src_bytes + dst_bytes);
+    const int element = src_planes * src_bytes + (in_place ? 2 : 1) * dst_bytes;
+    return double(roi.width) * roi.height * (channels * element + masked);
   }
 };
 
@@ -39,6 +43,8 @@ constexpr LumSize kLargest = {3840, 2160};
 // A call with its planes, taps and work buffer, valid until the next one is made. The memory lasts and has been touched
 // before: page faults belong to no line.
 Job make_job(const Member& member, LumSize roi, const Library& library);
+// What the destination holds before a call: noise where the call reads it.
+void fill_destination(const Job& job, const Member& member);
 
 // Two blocks to copy between, as large as half the planes of any call.
 struct Blocks {

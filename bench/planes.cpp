@@ -1,4 +1,5 @@
 // Memory for calls.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,11 +24,11 @@ T* allocate(size_t n) {
 }
 
 // No kernel's time but Canny's depends on the pixels. 16s and 32f have the range of derivatives of bytes.
-template <class T>
+template <class T, unsigned Seed = 1>
 T* noise() {
   static T* const plane = [] {
     T* const made = allocate<T>(kElements);
-    unsigned state = 1;
+    unsigned state = Seed;
     for (size_t i = 0; i < kElements; ++i) {
       state = state * 1664525 + 1013904223;
       made[i] = T(sizeof(T) == 1 ? int(state >> 24) : int(state >> 21) - 1024);
@@ -89,12 +90,28 @@ struct Derivatives {
   }
 };
 
+template <unsigned Seed>
+Pointer noise_of(int element_bytes) {
+  if (element_bytes == 4) return {noise<Lum32f, Seed>()};
+  return element_bytes == 2 ? Pointer{noise<Lum16s, Seed>()} : Pointer{noise<Lum8u, Seed>()};
+}
+
+// A pixel in two is selected, in random places.
+const Lum8u* mask() {
+  static const Lum8u* const plane = [] {
+    Lum8u* const made = allocate<Lum8u>(kElements / 3);
+    std::transform(noise<Lum8u>(), noise<Lum8u>() + kElements / 3, made,
+                   [](Lum8u v) { return Lum8u(v < 128 ? 0 : v); });
+    return made;
+  }();
+  return plane;
+}
+
 void set_sources(Job& job, const Member& member) {
   const bool floats = member.src_bytes == 4;
-  if (member.src_planes == 1) {
-    job.src = floats                  ? Pointer{noise<Lum32f>()}
-              : member.src_bytes == 2 ? Pointer{noise<Lum16s>()}
-                                      : Pointer{noise<Lum8u>()};
+  if (!member.derivatives) {
+    job.src = noise_of<1>(member.src_bytes);
+    if (member.src_planes == 2) job.src2 = noise_of<2>(member.src_bytes);
     return;
   }
   static std::map<std::pair<int, int>, Derivatives> made;
@@ -129,6 +146,7 @@ void set_rows(Job& job) {
 }
 
 void set_buffer(Job& job, const Member& member, const Library& library) {
+  if (member.size_function.empty()) return;
   static std::vector<Lum8u> buffer;
   void* const size = library.find(member.size_function);
   const int argument = member.size_argument;
@@ -151,11 +169,21 @@ Job make_job(const Member& member, LumSize roi, const Library& library) {
   job.src_step = roi.width * member.channels * member.src_bytes;
   job.dst_step = roi.width * member.channels * member.dst_bytes;
   job.dst = {destination()};
+  if (member.masked) job.mask = mask();
+  job.mask_step = roi.width;
   set_sources(job, member);
   set_taps(job, member.factor);
   set_rows(job);
   set_buffer(job, member, library);
   return job;
+}
+
+void fill_destination(const Job& job, const Member& member) {
+  const size_t bytes = size_t(job.dst_step) * job.roi.height;
+  if (member.in_place)
+    memcpy(job.dst, noise_of<3>(member.dst_bytes), bytes);
+  else
+    memset(job.dst, 0xA5, bytes);
 }
 
 Blocks copy_blocks() { return {destination(), noise<Lum32f>()}; }

@@ -280,6 +280,59 @@ void canny(const Job& job) {
   }
 }
 
+// ---- accumulators and absolute differences ----
+
+struct Add {};
+struct AddSquare {};
+struct AddProduct {};
+struct AddWeighted {};
+
+template <class S>
+Lum32f added(Add, S a, S, Lum32f, bool) {
+  return a;
+}
+template <class S>
+Lum32f added(AddSquare, S a, S, Lum32f, bool) {
+  return Lum32f(a) * Lum32f(a);
+}
+template <class S>
+Lum32f added(AddProduct, S a, S b, Lum32f, bool) {
+  if constexpr (std::is_same_v<S, Lum32f>) return a * b;
+  return Lum32f((long long)a * b);
+}
+template <class S>
+Lum32f added(AddWeighted, S a, S, Lum32f acc, bool selected) {
+  return (Lum32f(a) - acc) * (selected ? kWeight : 0);
+}
+
+template <class Op, class S, bool Masked>
+void accumulate(const Job& job) {
+  constexpr bool kWeighs = std::is_same_v<Op, AddWeighted>;
+  for (int y = 0; y < job.roi.height; ++y) {
+    const S* const a = job.row<const S>(job.src, job.src_step, y);
+    const S* const b = job.src2.address ? job.row<const S>(job.src2, job.src_step, y) : a;
+    const Lum8u* const mask = Masked ? job.mask + size_t(y) * job.mask_step : nullptr;
+    Lum32f* const acc = job.row<Lum32f>(job.dst, job.dst_step, y);
+    for (int x = 0; x < job.roi.width; ++x) {
+      const bool selected = !Masked || mask[x];
+      if constexpr (kWeighs && Masked && std::is_same_v<S, Lum32f>)
+        acc[x] = Lum32f(acc[x] + ((long double)a[x] - acc[x]) * (selected ? kWeight : 0));
+      else if (selected || kWeighs)
+        acc[x] += added(Op{}, a[x], b[x], acc[x], selected);
+    }
+  }
+}
+
+template <class S, bool Constant>
+void abs_diff(const Job& job) {
+  for (int y = 0; y < job.roi.height; ++y) {
+    const S* const a = job.row<const S>(job.src, job.src_step, y);
+    const S* const b = Constant ? nullptr : job.row<const S>(job.src2, job.src_step, y);
+    S* const out = job.row<S>(job.dst, job.dst_step, y);
+    for (int x = 0; x < job.roi.width; ++x) out[x] = S(std::abs(a[x] - (Constant ? S(kConstant) : b[x])));
+  }
+}
+
 struct Named {
   std::string_view function;
   Scalar loop;
@@ -299,6 +352,15 @@ const Named kLoops[] = {
 #define LUM_COLUMN_INTEGER(name, D, C) {#name, column_pass<Lum16s, D, C>},
 #define LUM_COLUMN_FLOAT(name, C) {#name, column_pass<Lum32f, Lum32f, C>},
 #include "lumcv/src/lumcvseparable.inc"
+#define LUM_ACCUM(name, S, Op) {#name, accumulate<Op, S, false>},
+#define LUM_ACCUM_MASKED(name, S, Op) {#name, accumulate<Op, S, true>},
+#define LUM_ACCUM_PRODUCT(name, S) LUM_ACCUM(name, S, AddProduct)
+#define LUM_ACCUM_PRODUCT_MASKED(name, S) LUM_ACCUM_MASKED(name, S, AddProduct)
+#define LUM_ACCUM_WEIGHTED(name, S) LUM_ACCUM(name, S, AddWeighted)
+#define LUM_ACCUM_WEIGHTED_MASKED(name, S) LUM_ACCUM_MASKED(name, S, AddWeighted)
+#define LUM_ABS_DIFF(name, S) {#name, abs_diff<S, false>},
+#define LUM_ABS_DIFF_C(name, S, V) {#name, abs_diff<S, true>},
+#include "lumcv/src/lumcvaccum.inc"
     {"lumiFilterGaussBorder_32f_C1R", gauss},
     {"lumiCanny_16s8u_C1R", canny<Lum16s>},
     {"lumiCanny_32f8u_C1R", canny<Lum32f>},
