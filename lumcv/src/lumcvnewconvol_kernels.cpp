@@ -18,7 +18,8 @@ template <class S, class D>
 struct Stretch {
   const S* const* rows;  // the source rows; null where the border value stands
   int count;             // of output rows
-  int bottom;            // how many of them end in a source row that is null
+  int regular;           // so many of them, from the top, end in source rows that are `step` bytes apart
+  ptrdiff_t step;
   S border_value;
   Image<D> dst;    // the first output row, from column `begin`
   int begin, end;  // columns, whole blocks
@@ -48,27 +49,30 @@ template <class Store, class Slider, class S, class D>
 LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
   const Store store(stretch.shift);
   // Copies: as far as the compiler knows, the stores below change the original.
-  const S* const* const source = stretch.rows;
+  const S* const* const rows = stretch.rows;
   const S border_value = stretch.border_value;
-  const ptrdiff_t step = stretch.dst.step;
-  const int count = stretch.count, inside = count - stretch.bottom, end = stretch.end;
+  const ptrdiff_t src_step = stretch.step, dst_step = stretch.dst.step;
+  const int count = stretch.count, regular = stretch.regular, end = stretch.end;
   D* column = stretch.dst.data;
   for (ptrdiff_t x = stretch.begin; x < end; x += kColumns<S>, column += kColumns<S>) {
     Slider slider = at_top;
-    const S* const* rows = source;
-    const auto down = [&]() __attribute__((always_inline)) {
-      return slider.down(typename BlockOf<S>::Around(*rows++ + x));
+    const auto down = [&](const S* row) __attribute__((always_inline)) {
+      return slider.down(typename BlockOf<S>::Around(row));
+    };
+    const auto down_any = [&](const S* row) __attribute__((always_inline)) {
+      return row ? down(row + x) : slider.down_border(border_value);
     };
 #pragma GCC unroll 16
-    for (int k = 1; k < Slider::taps; ++k) {
-      if (*rows) [[likely]]
-        down();
-      else
-        ++rows, slider.down_border(border_value);
-    }
+    for (int k = 0; k < Slider::taps - 1; ++k) down_any(rows[k]);
+    const S* row = rows[Slider::taps - 1] + x;
     D* d = column;
-    for (int y = 0; y < inside; ++y, d = (D*)((char*)d + step)) store(d, down());
-    for (int y = inside; y < count; ++y, d = (D*)((char*)d + step)) store(d, slider.down_border(border_value));
+    int y = 0;
+    for (; y < regular; ++y) {
+      store(d, down(row));
+      row = (const S*)((const char*)row + src_step);
+      d = (D*)((char*)d + dst_step);
+    }
+    for (; y < count; ++y, d = (D*)((char*)d + dst_step)) store(d, down_any(rows[Slider::taps - 1 + y]));
   }
 }
 template <class Slider, class Store, class S, class D>
@@ -301,7 +305,8 @@ class Painter<Lum8u, Lum8s> {
  private:
   void divided(const Stretch<Lum8u, Lum8s>& s, int n, int rounded) const {
     Tile<Lum16s> tile;
-    sums_({s.rows, s.count, s.bottom, s.border_value, {tile.rows[0], sizeof tile.rows[0]}, s.begin, s.end, 0, nullptr});
+    sums_({s.rows, s.count, s.regular, s.step, s.border_value, {tile.rows[0], sizeof tile.rows[0]}, s.begin, s.end, 0,
+           nullptr});
     for (int y = 0; y < s.count; ++y) divide_row(tile.rows[y], s.dst.row(y), n, rounded, reciprocal_);
   }
   Sweep<Lum8u, Lum16s> sums_;
@@ -330,13 +335,12 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
       const int index = border_index((long long)y - half + i, job.roi.height, job.border);
       source[i] = index < 0 ? nullptr : job.src.row(index);
     }
-    int bottom = 0;
-    while (bottom < count && !source[count + 2 * half - 1 - bottom]) ++bottom;
+    const int regular = clamp(job.roi.height - half - y, 0, count);
     const Image<D> dst = {job.dst.row(y), job.dst.step};
     for (int x = 0; x < width;) {
       const int inside = x < margin ? 0 : (width - x - margin) / kBlock * kBlock;
-      Stretch<S, D> stretch = {source, count,      bottom, job.border_value, {dst.data + x, dst.step},
-                               x,      x + inside, 0,      nullptr};
+      Stretch<S, D> stretch = {source, count,      regular, job.src.step, job.border_value, {dst.data + x, dst.step},
+                               x,      x + inside, 0,       nullptr};
       if (inside > 0) {
         painter.blocks(stretch);
         x += inside;
@@ -348,6 +352,7 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
         if (source[i]) sides.frame(source[i], x, n, frames[i] + kMostOutside);
       }
       stretch.rows = framed;
+      stretch.step = sizeof frames[0];
       stretch.begin = 0;
       painter.framed(stretch, x, n);
       x += n;
