@@ -44,6 +44,8 @@ inline void store(Lum8s* p, I16 a) {  // saturates
 }
 
 inline F32 f32(Lum32f a) { return {_mm256_set1_ps(a)}; }
+// In every four lanes.
+inline F32 f32(Lum32f a, Lum32f b, Lum32f c, Lum32f d) { return {_mm256_setr_ps(a, b, c, d, a, b, c, d)}; }
 inline I16 i16(Lum16s a) { return {_mm256_set1_epi16(a)}; }
 inline I32 i32(int a) { return {_mm256_set1_epi32(a)}; }
 
@@ -58,6 +60,9 @@ inline I16 operator*(I16 a, I16 b) { return {_mm256_mullo_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a) { return {_mm256_sub_epi16(_mm256_setzero_si256(), a.v)}; }
 inline I16 multiply_high(I16 a, I16 b) { return {_mm256_mulhi_epi16(a.v, b.v)}; }
 inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm256_mulhi_epu16(a.v, b.v)}; }
+// (a b + 2^14) / 2^15, rounded down; not in SSE3.
+inline I16 multiply_high_rounded(I16 a, I16 b) { return {_mm256_mulhrs_epi16(a.v, b.v)}; }
+inline I16 equal(I16 a, I16 b) { return {_mm256_cmpeq_epi16(a.v, b.v)}; }
 inline I32 operator+(I32 a, I32 b) { return {_mm256_add_epi32(a.v, b.v)}; }
 inline I16 operator&(I16 a, I16 b) { return {_mm256_and_si256(a.v, b.v)}; }
 template <int Bits>
@@ -82,6 +87,24 @@ inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below
   _mm256_storeu_si256((__m256i*)p, _mm256_or_si256(even.v, _mm256_slli_epi16(odd.v, 8)));
 }
 
+// As many bytes or lanes from the one numbered K of `low` on, `high` behind it.
+template <int Bytes>
+inline __m256i window(__m256i low, __m256i high) {
+  const __m256i middle = _mm256_permute2x128_si256(low, high, 0x21);
+  if constexpr (Bytes < 16)
+    return _mm256_alignr_epi8(middle, low, Bytes);
+  else
+    return _mm256_alignr_epi8(high, middle, Bytes - 16);
+}
+template <int K>
+inline I16 window_bytes(I16 low, I16 high) {
+  return {window<K>(low.v, high.v)};
+}
+template <int K>
+inline F32 window(F32 low, F32 high) {
+  return {_mm256_castsi256_ps(window<4 * K>(_mm256_castps_si256(low.v), _mm256_castps_si256(high.v)))};
+}
+
 inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
@@ -99,6 +122,7 @@ inline I16 pack_even_odd(I32 even, I32 odd) {
 }
 
 // Two factors for the two bytes in a lane; magnitudes of all factors of a sum add up to less than 128.
+constexpr bool kMultipliesBytes = true;  // in one instruction
 struct BytePair {
   I16 factors;
 };
@@ -177,6 +201,7 @@ inline void store(Lum8u* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packus_ep
 inline void store(Lum8s* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packs_epi16(a.v, a.v)); }   // saturates
 
 inline F32 f32(Lum32f a) { return {_mm_set1_ps(a)}; }
+inline F32 f32(Lum32f a, Lum32f b, Lum32f c, Lum32f d) { return {_mm_setr_ps(a, b, c, d)}; }
 inline I16 i16(Lum16s a) { return {_mm_set1_epi16(a)}; }
 inline I32 i32(int a) { return {_mm_set1_epi32(a)}; }
 
@@ -212,6 +237,19 @@ inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below
   _mm_storeu_si128((__m128i*)p, _mm_or_si128(even.v, _mm_slli_epi16(odd.v, 8)));
 }
 
+template <int Bytes>
+inline __m128i window(__m128i low, __m128i high) {
+  return _mm_or_si128(_mm_srli_si128(low, Bytes), _mm_slli_si128(high, 16 - Bytes));
+}
+template <int K>
+inline I16 window_bytes(I16 low, I16 high) {
+  return {window<K>(low.v, high.v)};
+}
+template <int K>
+inline F32 window(F32 low, F32 high) {
+  return {_mm_castsi128_ps(window<4 * K>(_mm_castps_si128(low.v), _mm_castps_si128(high.v)))};
+}
+
 inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
@@ -224,6 +262,7 @@ inline I16 pack_even_odd(I32 even, I32 odd) {
   return {_mm_unpacklo_epi16(halves, _mm_unpackhi_epi64(halves, halves))};
 }
 
+constexpr bool kMultipliesBytes = false;
 struct BytePair {
   I16 first, second;
 };
@@ -288,8 +327,21 @@ inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
   store(p + I16::lanes, v[1]);
 }
 
-// Divides by a power of two, halves to even: what a product with its reciprocal rounds to. The sum of a value and half
-// the divisor must not overflow.
+// Divides by a power of two from 2 to 2^14, halves to even: what a product with its reciprocal rounds to. The sum of a
+// value and half the divisor must not overflow.
+#if defined(__AVX2__)
+class ShiftNearest {
+ public:
+  explicit ShiftNearest(int bits)
+      : factor_(i16(Lum16s(1 << (15 - bits)))), low_bits_(i16(Lum16s((2 << bits) - 1))),
+        half_(i16(Lum16s(1 << bits >> 1))) {}
+  // Halves are rounded up, and taken back where the quotient was even before.
+  I16 operator()(I16 v) const { return multiply_high_rounded(v, factor_) + equal(v & low_bits_, half_); }
+
+ private:
+  I16 factor_, low_bits_, half_;
+};
+#else
 class ShiftNearest {
  public:
   explicit ShiftNearest(int bits) : bits_(bits), below_half_(i16(Lum16s((1 << bits >> 1) - 1))), one_(i16(1)) {}
@@ -299,6 +351,7 @@ class ShiftNearest {
   int bits_;
   I16 below_half_, one_;
 };
+#endif
 
 // The vector that holds an element type while it is computed with.
 template <class T>

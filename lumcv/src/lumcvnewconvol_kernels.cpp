@@ -12,18 +12,67 @@
 namespace lum::LUM_LEVEL {
 namespace {
 
+// ---- the sides of an image ----
+
+// What stands left and right of it: columns of it, or -1 for the border value.
+template <class S>
+class Sides {
+ public:
+  static constexpr int kMost = BlockOf<S>::sides;
+  // Every block looks at so many pixels left and right of it.
+  static constexpr int margin(int taps) { return taps / 2 + (sizeof(S) == 1); }
+  // An image too narrow for blocks that see nothing but the image, framed by what stands around it. Blocks that begin in
+  // it may look at a byte more than there is outside of it.
+  static constexpr int kNarrow = kColumns<S> + 2 * margin(2 * kMost + 1);
+  static constexpr int kFrame = kNarrow + kColumns<S> + 2 * kMost + 1;
+
+  template <class D>
+  explicit Sides(const Convolution<S, D>& job) : width_(job.roi.width), value_(job.border_value) {
+    for (int i = 0; i < kMost; ++i) {
+      left_[i] = border_index(i - kMost, width_, job.border);
+      right_[i] = border_index((long long)width_ + i, width_, job.border);
+    }
+  }
+  template <Side side>
+  LUM_INLINE auto around(const S* row, ptrdiff_t x) const {
+    const int* const columns = side == Side::kLeft ? left_ : right_;
+    S outside[kMost];
+#pragma GCC unroll 4
+    for (int i = 0; i < kMost; ++i) outside[i] = at(row, columns[i]);
+    return BlockOf<S>::Around::template at<side>(row + x, BlockOf<S>::outside(outside));
+  }
+  // So that column 0 is at *out. What whole blocks load behind may be junk.
+  LUM_INLINE void frame(const S* row, S* out) const {
+    for (int x = 0; x < width_; ++x) out[x] = get(row + x);
+    for (int i = 0; i < kMost; ++i) {
+      out[i - kMost] = at(row, left_[i]);
+      out[width_ + i] = at(row, right_[i]);
+    }
+  }
+
+ private:
+  LUM_INLINE S at(const S* row, int x) const { return x < 0 ? value_ : get(row + x); }
+  int width_;
+  S value_;
+  int left_[kMost], right_[kMost];
+};
+
 // ---- sweeps: a slider down every block of a stretch of columns ----
+
+enum class Place { kInside, kLeft, kRight };
 
 template <class S, class D>
 struct Stretch {
+  Place place;
   const S* const* rows;  // the source rows; null where the border value stands
   int count;             // of output rows
   int regular;           // so many of them, from the top, end in source rows that are `step` bytes apart
   ptrdiff_t step;
   S border_value;
   Image<D> dst;    // the first output row, from column `begin`
-  int begin, end;  // columns, whole blocks
-  int shift;       // what Shifted divides by, as a power of two
+  int begin, end;  // columns, whole blocks; one at a side of the image
+  const Sides<S>* sides;
+  int shift;  // what Shifted divides by, as a power of two
   const F32* kernel;
 };
 template <class S, class D>
@@ -45,9 +94,24 @@ class Shifted {
 };
 constexpr int kMostShift = 14;  // sums stay below 2^14, so that the addition cannot overflow
 
+template <Side side, class Slider, class Store, class S, class D>
+LUM_INLINE void sweep_side(Slider slider, const Store& store, const Stretch<S, D>& stretch) {
+  const S* const* const rows = stretch.rows;
+  const S border_value = stretch.border_value;
+  const Sides<S> sides = *stretch.sides;
+  const ptrdiff_t x = stretch.begin;
+  const int count = stretch.count;
+  for (int i = 0; i < count + Slider::taps - 1; ++i) {
+    const auto v = rows[i] ? slider.down(sides.template around<side>(rows[i], x)) : slider.down_border(border_value);
+    if (i >= Slider::taps - 1) store(stretch.dst.row(i - (Slider::taps - 1)), v);
+  }
+}
+
 template <class Store, class Slider, class S, class D>
 LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
   const Store store(stretch.shift);
+  if (stretch.place == Place::kLeft) return sweep_side<Side::kLeft>(at_top, store, stretch);
+  if (stretch.place == Place::kRight) return sweep_side<Side::kRight>(at_top, store, stretch);
   // Copies: as far as the compiler knows, the stores below change the original.
   const S* const* const rows = stretch.rows;
   const S border_value = stretch.border_value;
@@ -67,6 +131,7 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
     const S* row = rows[Slider::taps - 1] + x;
     D* d = column;
     int y = 0;
+#pragma GCC unroll 4
     for (; y < regular; ++y) {
       store(d, down(row));
       row = (const S*)((const char*)row + src_step);
@@ -135,7 +200,9 @@ Sweep<S, D> find_sweep(FixedFilter filter, int taps) {
 // Output rows that go down at a time: the more, the fewer source rows are filtered twice, and the more compete for the
 // same lines of the first-level cache.
 constexpr int kMostRows = 16;
-constexpr int rows_at_once(int taps, int size) { return taps == 5 && size == 1 ? kMostRows : 8; }
+constexpr int rows_at_once(int taps, int src_bytes, int dst_bytes) {
+  return src_bytes == 1 && (taps == 5 || dst_bytes == 1) ? kMostRows : 8;
+}
 
 // Rows so far apart that their columns share the low 12 bits of their addresses also share the cache's few ways, and
 // loads wait for stores that they do not depend on. Then fewer rows go at a time, and their results take a detour
@@ -151,61 +218,15 @@ bool aliased(Image<const S> src, Image<D> dst) {
   return false;
 }
 
-// What stands left and right of an image: columns of it, or -1 for the border value.
-template <class S>
-class Sides {
- public:
-  // Every block loads so many pixels left and right of it.
-  static constexpr int margin(int taps) { return sizeof(S) == 1 || taps < 5 ? 2 : taps / 2; }
-  static constexpr int kMostMargin = margin(sizeof(S) == 1 ? 5 : kMostGaussTaps);
-  // The longest stretch that is framed, and a frame of it.
-  static constexpr int kMostFramed = 256 / sizeof(S);
-  static constexpr int kFrame = kMostFramed + 2 * kMostMargin;
-
-  template <class D>
-  explicit Sides(const Convolution<S, D>& job)
-      : width_(job.roi.width), margin_(margin(job.taps)), value_(job.border_value) {
-    for (int i = 0; i < margin_; ++i) {
-      left_[i] = border_index(-1 - i, width_, job.border);
-      right_[i] = border_index((long long)width_ + i, width_, job.border);
-    }
-  }
-
-  // The columns [x, x + n) of a row, and their neighbours on either side, so that x is at *out. What whole blocks load
-  // behind may be junk.
-  LUM_INLINE void frame(const S* row, int x, int n, S* out) const {
-    constexpr int kBlock = kColumns<S>;
-    const int begin = x < margin_ ? 0 : x - margin_;
-    const int end = width_ - x < n + margin_ ? width_ : x + n + margin_;
-    S* const inside = out + (begin - x);
-    if (end - begin >= kBlock) {
-      for (int i = 0; i < end - begin - kBlock; i += kBlock) memcpy(inside + i, row + begin + i, kBlock * sizeof(S));
-      memcpy(inside + (end - begin) - kBlock, row + end - kBlock, kBlock * sizeof(S));
-    } else {
-      for (int i = 0; i < end - begin; ++i) put(inside + i, get(row + begin + i));
-    }
-    if (x == 0)
-      for (int i = 0; i < margin_; ++i) put(out - 1 - i, at(row, left_[i]));
-    for (int i = 0; i < margin_ && width_ + i < x + n + margin_; ++i) put(out + (width_ - x) + i, at(row, right_[i]));
-  }
-
- private:
-  LUM_INLINE S at(const S* row, int x) const { return x < 0 ? value_ : get(row + x); }
-  int width_, margin_;
-  S value_;
-  int left_[kMostMargin], right_[kMostMargin];
-};
-
 inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? high : v; }
 
-// Sums times the reciprocal of a divisor, rounded in the first `rounded` of n columns, truncated in the others. The sums
-// go on to a whole block.
-inline void divide_row(const Lum16s* sums, Lum8s* d, int n, int rounded, Lum32f reciprocal) {
-  const F32 r = f32(reciprocal);
+// Sums times the reciprocal of a divisor. The sums go on to a whole block behind the first n.
+template <bool Rounded>
+inline void divide(const Lum16s* sums, Lum8s* d, int n, F32 reciprocal) {
   for (int x = 0; x < n; x += I16::lanes) {
     const I16 s = load(sums + x);
-    const F32 low = to_float(widen_low(s)) * r, high = to_float(widen_high(s)) * r;
-    const I16 v = x < rounded ? pack(round_nearest(low), round_nearest(high)) : pack(truncate(low), truncate(high));
+    const F32 low = to_float(widen_low(s)) * reciprocal, high = to_float(widen_high(s)) * reciprocal;
+    const I16 v = Rounded ? pack(round_nearest(low), round_nearest(high)) : pack(truncate(low), truncate(high));
     n - x < I16::lanes ? store_first(d + x, v, n - x) : store(d + x, v);
   }
 }
@@ -218,8 +239,8 @@ struct Tile {
   T rows[kMostRows][pitch];
 };
 
-// Makes the outputs of one filter: stretches of whole blocks that see only the image, and framed stretches, whose source
-// rows are copies from column x on, and of which the first n columns are wanted.
+// Makes the outputs of one filter, in stretches of whole blocks: of column x and the others up to the end, the first n
+// are wanted.
 template <class S, class D>
 class Painter {
  public:
@@ -229,35 +250,26 @@ class Painter {
       if (job.filter == FixedFilter::kGauss)
         for (int k = 0; k < job.taps; ++k) kernel_[k] = f32(get(job.kernel + k));
   }
-  void blocks(Stretch<S, D> stretch) const {
-    stretch.kernel = kernel_;
-    if (!by_tile_) return sweep_(stretch);
-    const int end = stretch.end;
-    for (; stretch.begin < end; stretch.begin = stretch.end) {
-      const int n = end - stretch.begin < Tile<D>::columns ? end - stretch.begin : Tile<D>::columns;
-      stretch.end = stretch.begin + n;
-      through_tile(stretch, n);
-      stretch.dst.data += n;
-    }
-  }
-  void framed(Stretch<S, D> stretch, int /*x*/, int n) const {
-    stretch.kernel = kernel_;
-    stretch.end = n / kColumns<S> * kColumns<S>;
-    sweep_(stretch);
-    if (stretch.end == n) return;
-    stretch.begin = stretch.end;
-    stretch.end += kColumns<S>;
-    stretch.dst.data += stretch.begin;
-    through_tile(stretch, n - stretch.begin);
+  int shift() const { return 0; }
+  const F32* kernel() const { return kernel_; }
+  void operator()(const Stretch<S, D>& stretch, int /*x*/, int n) const {
+    if (!by_tile_ && n == stretch.end - stretch.begin) return sweep_(stretch);
+    through_tile(stretch, n);
   }
 
  private:
   void through_tile(Stretch<S, D> stretch, int n) const {
-    Tile<D> tile;
-    const Image<D> dst = stretch.dst;
-    stretch.dst = {tile.rows[0], sizeof tile.rows[0]};
-    sweep_(stretch);
-    for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y), tile.rows[y], n * sizeof(D));
+    const int end = stretch.begin + n;
+    for (; stretch.begin < end; stretch.begin += Tile<D>::columns) {
+      const int wanted = end - stretch.begin < Tile<D>::columns ? end - stretch.begin : Tile<D>::columns;
+      Tile<D> tile;
+      const Image<D> dst = stretch.dst;
+      stretch.end = stretch.begin + (wanted + kColumns<S> - 1) / kColumns<S> * kColumns<S>;
+      stretch.dst = {tile.rows[0], sizeof tile.rows[0]};
+      sweep_(stretch);
+      for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y), tile.rows[y], wanted * sizeof(D));
+      stretch.dst = {dst.data + Tile<D>::columns, dst.step};
+    }
   }
   Sweep<S, D> sweep_;
   bool by_tile_;
@@ -269,7 +281,7 @@ class Painter<Lum8u, Lum8s> {
  public:
   explicit Painter(const Convolution<Lum8u, Lum8s>& job)
       : sums_(find_sweep<Plain, Lum8u, Lum16s>(job.filter, job.taps)), reciprocal_(1.0f / Lum32f(job.divisor)),
-        rounded_(job.roi.width / 16 * 16) {
+        rounded_(job.divisor == 1 ? job.roi.width : job.roi.width / 16 * 16) {
     if (job.divisor == 1)
       direct_ = find_sweep<Plain, Lum8u, Lum8s>(job.filter, job.taps);
     else if (job.divisor > 1 && (job.divisor & (job.divisor - 1)) == 0 && job.divisor <= 1 << kMostShift) {
@@ -277,37 +289,31 @@ class Painter<Lum8u, Lum8s> {
       shift_ = __builtin_ctz(unsigned(job.divisor));
     }
   }
-  void blocks(Stretch<Lum8u, Lum8s> stretch) const {
-    stretch.shift = shift_;
-    if (direct_) return direct_(stretch);
-    const int end = stretch.end;
-    for (; stretch.begin < end; stretch.begin = stretch.end) {
-      const int n = end - stretch.begin < Tile<Lum16s>::columns ? end - stretch.begin : Tile<Lum16s>::columns;
-      stretch.end = stretch.begin + n;
-      divided(stretch, n, n);
-      stretch.dst.data += n;
-    }
-  }
-  void framed(Stretch<Lum8u, Lum8s> stretch, int x, int n) const {
-    const int rounded = clamp(rounded_ - x, 0, n);
-    stretch.shift = shift_;
-    if (direct_) {
-      stretch.end = rounded / kColumns<Lum8u> * kColumns<Lum8u>;
-      direct_(stretch);
-      stretch.begin = stretch.end;
-      stretch.dst.data += stretch.begin;
-    }
-    if (stretch.begin == n) return;
-    stretch.end = (n + kColumns<Lum8u> - 1) / kColumns<Lum8u> * kColumns<Lum8u>;
-    divided(stretch, n - stretch.begin, rounded - stretch.begin);
+  int shift() const { return shift_; }
+  const F32* kernel() const { return nullptr; }
+  void operator()(const Stretch<Lum8u, Lum8s>& stretch, int x, int n) const {
+    if (direct_ && n == stretch.end - stretch.begin && x + n <= rounded_) return direct_(stretch);
+    divided(stretch, x, n);
   }
 
  private:
-  void divided(const Stretch<Lum8u, Lum8s>& s, int n, int rounded) const {
-    Tile<Lum16s> tile;
-    sums_({s.rows, s.count, s.regular, s.step, s.border_value, {tile.rows[0], sizeof tile.rows[0]}, s.begin, s.end, 0,
-           nullptr});
-    for (int y = 0; y < s.count; ++y) divide_row(tile.rows[y], s.dst.row(y), n, rounded, reciprocal_);
+  void divided(Stretch<Lum8u, Lum8s> stretch, int x, int n) const {
+    const int end = stretch.begin + n;
+    for (; stretch.begin < end; stretch.begin += Tile<Lum16s>::columns, x += Tile<Lum16s>::columns) {
+      const int wanted = end - stretch.begin < Tile<Lum16s>::columns ? end - stretch.begin : Tile<Lum16s>::columns;
+      Tile<Lum16s> tile;
+      const Image<Lum16s> sums = {tile.rows[0], sizeof tile.rows[0]};
+      const int blocks_end = stretch.begin + (wanted + kColumns<Lum8u> - 1) / kColumns<Lum8u> * kColumns<Lum8u>;
+      sums_({stretch.place, stretch.rows, stretch.count, stretch.regular, stretch.step, stretch.border_value, sums,
+             stretch.begin, blocks_end, stretch.sides, 0, nullptr});
+      const int rounded = clamp(rounded_ - x, 0, wanted);
+      for (int y = 0; y < stretch.count; ++y) {
+        Lum8s* const d = stretch.dst.row(y);
+        divide<true>(tile.rows[y], d, rounded, f32(reciprocal_));
+        divide<false>(tile.rows[y] + rounded, d + rounded, wanted - rounded, f32(reciprocal_));
+      }
+      stretch.dst.data += Tile<Lum16s>::columns;
+    }
   }
   Sweep<Lum8u, Lum16s> sums_;
   Sweep<Lum8u, Lum8s> direct_ = nullptr;
@@ -320,14 +326,16 @@ class Painter<Lum8u, Lum8s> {
 
 template <class S, class D>
 void convolve_band(const Convolution<S, D>& job, Rows rows) {
-  constexpr int kBlock = kColumns<S>, kMostOutside = Sides<S>::kMostMargin;
+  constexpr int kBlock = kColumns<S>;
   const Painter<S, D> painter(job);
   const Sides<S> sides(job);
   const int margin = sides.margin(job.taps), half = job.taps / 2, width = job.roi.width;
-  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : rows_at_once(job.taps, sizeof(S));
-  constexpr int kMostSources = kMostRows + 2 * kMostOutside;
-  alignas(64) S frames[kMostSources][Sides<S>::kFrame];
-  const S *source[kMostSources], *framed[kMostSources];
+  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : rows_at_once(job.taps, sizeof(S), sizeof(D));
+  constexpr int kMostSources = kMostRows + kMostGaussTaps - 1;
+  const S* source[kMostSources];
+  // One for all: copies of what has just been written are slow.
+  Stretch<S, D> stretch = {Place::kInside, source, 0,      0,      job.src.step,    job.border_value,
+                           job.dst,        0,      kBlock, &sides, painter.shift(), painter.kernel()};
 
   for (int y = rows.begin, count; y < rows.end; y += count) {
     count = rows.end - y < at_once ? rows.end - y : at_once;
@@ -335,28 +343,37 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
       const int index = border_index((long long)y - half + i, job.roi.height, job.border);
       source[i] = index < 0 ? nullptr : job.src.row(index);
     }
-    const int regular = clamp(job.roi.height - half - y, 0, count);
-    const Image<D> dst = {job.dst.row(y), job.dst.step};
-    for (int x = 0; x < width;) {
-      const int inside = x < margin ? 0 : (width - x - margin) / kBlock * kBlock;
-      Stretch<S, D> stretch = {source, count,      regular, job.src.step, job.border_value, {dst.data + x, dst.step},
-                               x,      x + inside, 0,       nullptr};
-      if (inside > 0) {
-        painter.blocks(stretch);
-        x += inside;
-        continue;
-      }
-      const int n = width - x <= Sides<S>::kMostFramed ? width - x : kBlock;
+    stretch.count = count;
+    stretch.regular = clamp(job.roi.height - half - y, 0, count);
+    stretch.dst.data = job.dst.row(y);
+    if (width < kBlock + 2 * margin) {
+      alignas(64) S frames[kMostSources][Sides<S>::kFrame];
       for (int i = 0; i < count + 2 * half; ++i) {
-        framed[i] = source[i] ? frames[i] + kMostOutside : nullptr;
-        if (source[i]) sides.frame(source[i], x, n, frames[i] + kMostOutside);
+        if (!source[i]) continue;
+        sides.frame(source[i], frames[i] + sides.kMost);
+        source[i] = frames[i] + sides.kMost;
       }
-      stretch.rows = framed;
       stretch.step = sizeof frames[0];
-      stretch.begin = 0;
-      painter.framed(stretch, x, n);
-      x += n;
+      stretch.end = (width + kBlock - 1) / kBlock * kBlock;
+      painter(stretch, 0, width);
+      continue;
     }
+    const auto paint = [&](Place place, int x, int end) {
+      stretch.place = place;
+      stretch.begin = x;
+      stretch.end = end;
+      stretch.dst.data = job.dst.row(y) + x;
+      painter(stretch, x, end - x);
+    };
+    // What is no multiple of a block is done by blocks that overlap their neighbours.
+    const int right = width - kBlock, whole = right / kBlock * kBlock;
+    paint(Place::kLeft, 0, kBlock);
+    if (whole > kBlock) paint(Place::kInside, kBlock, whole);
+    if (whole < right && right > kBlock) {
+      const int x = right - kBlock > margin ? right - kBlock : margin;
+      paint(Place::kInside, x, x + kBlock);
+    }
+    paint(Place::kRight, right, width);
   }
 }
 

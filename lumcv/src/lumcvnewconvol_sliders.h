@@ -20,6 +20,7 @@ inline Pair operator+(Pair a, Pair b) { return {a.even + b.even, a.odd + b.odd};
 inline Pair operator-(Pair a, Pair b) { return {a.even - b.even, a.odd - b.odd}; }
 inline Pair operator-(Pair a) { return {-a.even, -a.odd}; }
 
+inline auto twice(auto a) { return a + a; }
 // A whole factor.
 inline F32 times(F32 a, int n) { return a * f32(Lum32f(n)); }
 inline Pair times(Pair a, int n) { return {a.even * i16(Lum16s(n)), a.odd * i16(Lum16s(n))}; }
@@ -28,27 +29,83 @@ inline Pair shift_left(Pair a) {
   return {shift_left<Bits>(a.even), shift_left<Bits>(a.odd)};
 }
 
-// The pixels of a block, or those k to the right of them.
+enum class Side { kLeft, kRight };
+
+// The pixels of a block, or those k to the right of them. Bytes are loaded once for each k: the odd pixels are the even
+// ones of k + 1, which costs no instruction of its own where a mask takes its operand from memory.
 class AroundBytes {
  public:
-  explicit AroundBytes(const Lum8u* p) : left_(load_bytes(p - 2)), here_(load_bytes(p)), right_(load_bytes(p + 2)) {}
-  LUM_INLINE Pair operator()(int k) const {
-    switch (k) {
-      case -2: return {low_bytes(left_), high_bytes(left_)};
-      case -1: return {high_bytes(left_), low_bytes(here_)};
-      case 0: return {low_bytes(here_), high_bytes(here_)};
-      case 1: return {high_bytes(here_), low_bytes(right_)};
-      default: return {low_bytes(right_), high_bytes(right_)};
+  explicit AroundBytes(const Lum8u* p) : p_(p) {}
+  LUM_INLINE Pair operator()(int k) const { return {low_bytes(bytes(k)), low_bytes(bytes(k + 1))}; }
+  // Two to a lane.
+  LUM_INLINE I16 bytes(int k) const { return load_bytes(p_ + k); }
+
+  // Of a block at a side of the image; `outside` holds the two pixels that stand there, in every lane.
+  template <Side side>
+  class AtSide {
+   public:
+    AtSide(const Lum8u* p, I16 outside) : p_(p), here_(load_bytes(p)), outside_(outside) {}
+    LUM_INLINE Pair operator()(int k) const { return {low_bytes(bytes(k)), low_bytes(bytes(k + 1))}; }
+    LUM_INLINE I16 bytes(int k) const {
+      constexpr int n = 2 * I16::lanes;
+      if (k == 0) return here_;
+      if ((k > 0) == (side == Side::kLeft)) return load_bytes(p_ + k);
+      switch (k) {
+        case -2: return window_bytes<n - 2>(outside_, here_);
+        case -1: return window_bytes<n - 1>(outside_, here_);
+        case 1: return window_bytes<1>(here_, outside_);
+        case 2: return window_bytes<2>(here_, outside_);
+        default: return window_bytes<3>(here_, outside_);
+      }
     }
+
+   private:
+    const Lum8u* p_;
+    I16 here_, outside_;
+  };
+  template <Side side>
+  static AtSide<side> at(const Lum8u* p, I16 outside) {
+    return {p, outside};
   }
 
  private:
-  I16 left_, here_, right_;
+  const Lum8u* p_;
 };
+
 class AroundFloats {
  public:
   explicit AroundFloats(const Lum32f* p) : p_(p) {}
   LUM_INLINE F32 operator()(int k) const { return load(p_ + k); }
+
+  template <Side side>
+  class AtSide {
+   public:
+    AtSide(const Lum32f* p, F32 outside) : p_(p), here_(load(p)), outside_(outside) {}
+    LUM_INLINE F32 operator()(int k) const {
+      constexpr int n = F32::lanes;
+      if (k == 0) return here_;
+      if ((k > 0) == (side == Side::kLeft)) return load(p_ + k);
+      switch (k) {
+        case -4: return window<n - 4>(outside_, here_);
+        case -3: return window<n - 3>(outside_, here_);
+        case -2: return window<n - 2>(outside_, here_);
+        case -1: return window<n - 1>(outside_, here_);
+        case 1: return window<1>(here_, outside_);
+        case 2: return window<2>(here_, outside_);
+        case 3: return window<3>(here_, outside_);
+        default: return window<4>(here_, outside_);
+      }
+    }
+
+   private:
+    const Lum32f* p_;
+    F32 here_, outside_;
+  };
+  // Of a block at a side of the image; `outside` holds the four pixels that stand there, in every four lanes.
+  template <Side side>
+  static AtSide<side> at(const Lum32f* p, F32 outside) {
+    return {p, outside};
+  }
 
  private:
   const Lum32f* p_;
@@ -59,14 +116,19 @@ struct BlockOf {
   using V = Pair;
   using Around = AroundBytes;
   static constexpr int columns = 2 * I16::lanes;
+  static constexpr int sides = 2;  // pixels that a block looks at on either side of it, at most
   static Pair all(int v) { return {i16(Lum16s(v)), i16(Lum16s(v))}; }
+  // Pixels outside of the image as Around::at() takes them.
+  static I16 outside(const Lum8u* v) { return i16(Lum16s(v[0] | v[1] << 8)); }
 };
 template <>
 struct BlockOf<Lum32f> {
   using V = F32;
   using Around = AroundFloats;
   static constexpr int columns = F32::lanes;
+  static constexpr int sides = kMostGaussTaps / 2;
   static F32 all(Lum32f v) { return f32(v); }
+  static F32 outside(const Lum32f* v) { return f32(v[0], v[1], v[2], v[3]); }
 };
 template <class S>
 constexpr int kColumns = BlockOf<S>::columns;
@@ -86,11 +148,11 @@ struct DxNeg3 {
 };
 struct D2x3 {
   static constexpr int taps = 3, sum = 0;
-  auto operator()(auto a, auto b, auto c) const { return a - (b + b) + c; }
+  auto operator()(auto a, auto b, auto c) const { return a - twice(b) + c; }
 };
 struct Sobel3 {
   static constexpr int taps = 3, sum = 4;
-  F32 operator()(F32 a, F32 b, F32 c) const { return a + (b + b) + c; }
+  F32 operator()(F32 a, F32 b, F32 c) const { return a + twice(b) + c; }
   Pair operator()(Pair a, Pair b, Pair c) const { return (a + b) + (b + c); }  // along a row, neighbours share sums
 };
 struct Scharr3 {
@@ -106,21 +168,15 @@ struct Avr3 {
 };
 struct Dx5 {
   static constexpr int taps = 5, sum = 0;
-  auto operator()(auto a, auto b, auto, auto d, auto e) const {
-    const auto inner = d - b;
-    return (e - a) + (inner + inner);
-  }
+  auto operator()(auto a, auto b, auto, auto d, auto e) const { return (e - a) + twice(d - b); }
 };
 struct DxNeg5 {
   static constexpr int taps = 5, sum = 0;
-  auto operator()(auto a, auto b, auto, auto d, auto e) const {
-    const auto inner = b - d;
-    return (a - e) + (inner + inner);
-  }
+  auto operator()(auto a, auto b, auto, auto d, auto e) const { return (a - e) + twice(b - d); }
 };
 struct D2x5 {
   static constexpr int taps = 5, sum = 0;
-  auto operator()(auto a, auto, auto c, auto, auto e) const { return a - (c + c) + e; }
+  auto operator()(auto a, auto, auto c, auto, auto e) const { return a - twice(c) + e; }
 };
 struct Sobel5 {
   static constexpr int taps = 5, sum = 16;
@@ -153,6 +209,22 @@ LUM_INLINE auto apply(const Fetch& fetch) {
   return apply<Rule>(fetch, std::make_integer_sequence<int, Rule::taps>());
 }
 
+// A kernel along a row.
+template <class Rule>
+LUM_INLINE auto filter_row(const auto& around) {
+  return apply<Rule>([&](int k) { return around(k - Rule::taps / 2); });
+}
+template <class Rule, class Around>
+requires(kMultipliesBytes&& std::is_same_v<Rule, Sobel5>&& requires(Around around) { around.bytes(0); }) LUM_INLINE Pair
+    filter_row(const Around& around) {
+  const BytePair first = byte_pair(1, 4), second = byte_pair(6, 4);
+  const auto sum = [&](int k) {
+    return multiply_bytes(around.bytes(k - 2), first) + multiply_bytes(around.bytes(k), second) +
+           low_bytes(around.bytes(k + 2));
+  };
+  return {sum(0), sum(1)};
+}
+
 // ---- sliders ----
 //
 // down() takes the next source row, as the pixels around a block, and gives the output row whose last source row that
@@ -164,9 +236,7 @@ class Separable {
   using V = typename BlockOf<S>::V;
   static constexpr int taps = OfRow::taps;
 
-  LUM_INLINE V down(const auto& around) {
-    return push(apply<OfRow>([&](int k) { return around(k - taps / 2); }));
-  }
+  LUM_INLINE V down(const auto& around) { return push(filter_row<OfRow>(around)); }
   LUM_INLINE V down_border(S value) { return push(BlockOf<S>::all(value * OfRow::sum)); }
 
  private:
@@ -184,9 +254,7 @@ template <class OfRow, int Taps>
 class Binomial {
  public:
   static constexpr int taps = Taps;
-  LUM_INLINE Pair down(const auto& around) {
-    return push(apply<OfRow>([&](int k) { return around(k - taps / 2); }));
-  }
+  LUM_INLINE Pair down(const auto& around) { return push(filter_row<OfRow>(around)); }
   LUM_INLINE Pair down_border(Lum8u value) { return push(BlockOf<Lum8u>::all(value * OfRow::sum)); }
 
  private:
@@ -205,6 +273,28 @@ template <class OfRow>
 class Separable<Lum8u, OfRow, Sobel3> : public Binomial<OfRow, 3> {};
 template <class OfRow>
 class Separable<Lum8u, OfRow, Sobel5> : public Binomial<OfRow, 5> {};
+
+// The same for integers with sums of all ones down the columns: what comes in is added, what goes out is taken away.
+template <class OfRow, int Taps>
+class Running {
+ public:
+  static constexpr int taps = Taps;
+  LUM_INLINE Pair down(const auto& around) { return push(filter_row<OfRow>(around)); }
+  LUM_INLINE Pair down_border(Lum8u value) { return push(BlockOf<Lum8u>::all(value * OfRow::sum)); }
+
+ private:
+  LUM_INLINE Pair push(Pair row) {
+    const Pair result = sum_ + row;
+    sum_ = result - rows_[0];
+#pragma GCC unroll 16
+    for (int k = 0; k < taps - 2; ++k) rows_[k] = rows_[k + 1];
+    rows_[taps - 2] = row;
+    return result;
+  }
+  Pair sum_ = {}, rows_[taps - 1] = {};
+};
+template <class OfRow>
+class Separable<Lum8u, OfRow, Avr5> : public Running<OfRow, 5> {};
 
 template <class A, class B>
 class Sum {
@@ -263,10 +353,14 @@ class IntegerLaplacian5 {
 };
 
 // Box sums become means. The integer forms are the rule, not an approximation: 5x5 has no rounding term.
-inline Pair mean9(Pair s) {
-  const I16 five = i16(5), factor = i16(7280);
-  return {multiply_high_unsigned(s.even + five, factor), multiply_high_unsigned(s.odd + five, factor)};
+inline I16 mean9(I16 s) {
+#if defined(__AVX2__)
+  return multiply_high_rounded(s, i16(3641));  // the same for all sums up to 9 * 255
+#else
+  return multiply_high_unsigned(s + i16(5), i16(7280));
+#endif
 }
+inline Pair mean9(Pair s) { return {mean9(s.even), mean9(s.odd)}; }
 inline Pair mean25(Pair s) {
   const I16 factor = i16(2621);
   return {multiply_high_unsigned(s.even, factor), multiply_high_unsigned(s.odd, factor)};
