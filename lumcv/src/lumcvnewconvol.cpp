@@ -122,7 +122,11 @@ void make_gauss_taps(Lum32f sigma, int n, Lum64f* work, Lum32f* taps) {
   }
   Lum64f sum = 0;
   for (int i = 0; i < n; ++i) sum += get(work + i);
-  for (int i = 0; i < n; ++i) put(taps + i, Lum32f(get(work + i) / sum));
+  for (int i = 0; i <= half; ++i) {
+    const Lum32f tap = Lum32f(get(work + i) / sum);
+    put(taps + i, tap);
+    put(taps + n - 1 - i, tap);
+  }
 }
 
 struct GaussFilter {
