@@ -87,6 +87,7 @@ inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below
 inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
+inline I16 as_i16(I32 a) { return {a.v}; }
 // Signed lanes to 32 bits, in the order of unpack_low and unpack_high.
 inline I32 widen_low(I16 a) { return {_mm256_srai_epi32(_mm256_unpacklo_epi16(a.v, a.v), 16)}; }
 inline I32 widen_high(I16 a) { return {_mm256_srai_epi32(_mm256_unpackhi_epi16(a.v, a.v), 16)}; }
@@ -166,6 +167,7 @@ inline I32 operator-(I32 a, I32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
 inline I32 operator&(I32 a, I32 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline I32 operator|(I32 a, I32 b) { return {_mm256_or_si256(a.v, b.v)}; }
 inline I32 operator>(I32 a, I32 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
+inline I32 equal(I32 a, I32 b) { return {_mm256_cmpeq_epi32(a.v, b.v)}; }
 inline I32 min(I32 a, I32 b) { return {_mm256_min_epi32(a.v, b.v)}; }
 inline I32 shift_left(I32 a, int bits) { return {_mm256_sll_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 shift_right(I32 a, int bits) { return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
@@ -189,12 +191,14 @@ inline F64 max(F64 a, F64 b) { return {_mm256_max_pd(a.v, b.v)}; }
 inline F64 less(F64 a, F64 b) { return {_mm256_cmp_pd(a.v, b.v, _CMP_LT_OQ)}; }
 inline F64 less_equal(F64 a, F64 b) { return {_mm256_cmp_pd(a.v, b.v, _CMP_LE_OQ)}; }
 inline F64 reverse(F64 a) { return {_mm256_permute4x64_pd(a.v, 0x1B)}; }
-// Of the lanes i and i ^ Distance the first gets the lesser, the second the greater.
-template <int Distance>
-inline F64 exchange(F64 a) {
-  constexpr int kFrom = Distance | (1 ^ Distance) << 2 | (2 ^ Distance) << 4 | (3 ^ Distance) << 6;
-  const __m256d b = _mm256_permute4x64_pd(a.v, kFrom);
-  return {_mm256_blend_pd(_mm256_min_pd(a.v, b), _mm256_max_pd(a.v, b), Distance == 1 ? 0b1010 : 0b1100)};
+// Rows become columns, of as many rows as there are lanes.
+inline void transpose(F64* row) {
+  const __m256d a = _mm256_unpacklo_pd(row[0].v, row[1].v), b = _mm256_unpackhi_pd(row[0].v, row[1].v);
+  const __m256d c = _mm256_unpacklo_pd(row[2].v, row[3].v), d = _mm256_unpackhi_pd(row[2].v, row[3].v);
+  row[0] = {_mm256_permute2f128_pd(a, c, 0x20)};
+  row[1] = {_mm256_permute2f128_pd(b, d, 0x20)};
+  row[2] = {_mm256_permute2f128_pd(a, c, 0x31)};
+  row[3] = {_mm256_permute2f128_pd(b, d, 0x31)};
 }
 // The lanes that are chosen (all bits) first, then the others. Tells how many are chosen.
 inline int move_first(F64 chosen, F64* a) {
@@ -274,6 +278,7 @@ inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below
 inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
+inline I16 as_i16(I32 a) { return {a.v}; }
 inline I32 widen_low(I16 a) { return {_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)}; }
 inline I32 widen_high(I16 a) { return {_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)}; }
 inline I32 multiply_pairs(I16 a, I32 b) { return {_mm_madd_epi16(a.v, b.v)}; }
@@ -347,6 +352,7 @@ inline I32 operator-(I32 a, I32 b) { return {_mm_sub_epi32(a.v, b.v)}; }
 inline I32 operator&(I32 a, I32 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline I32 operator|(I32 a, I32 b) { return {_mm_or_si128(a.v, b.v)}; }
 inline I32 operator>(I32 a, I32 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
+inline I32 equal(I32 a, I32 b) { return {_mm_cmpeq_epi32(a.v, b.v)}; }
 inline I32 min(I32 a, I32 b) {
   const __m128i greater = _mm_cmpgt_epi32(a.v, b.v);
   return {_mm_or_si128(_mm_and_si128(greater, b.v), _mm_andnot_si128(greater, a.v))};
@@ -372,10 +378,10 @@ inline F64 max(F64 a, F64 b) { return {_mm_max_pd(a.v, b.v)}; }
 inline F64 less(F64 a, F64 b) { return {_mm_cmplt_pd(a.v, b.v)}; }
 inline F64 less_equal(F64 a, F64 b) { return {_mm_cmple_pd(a.v, b.v)}; }
 inline F64 reverse(F64 a) { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
-template <int Distance>
-inline F64 exchange(F64 a) {
-  const F64 b = reverse(a);
-  return {_mm_shuffle_pd(min(a, b).v, max(a, b).v, 0b10)};
+inline void transpose(F64* row) {
+  const __m128d a = row[0].v;
+  row[0] = {_mm_unpacklo_pd(a, row[1].v)};
+  row[1] = {_mm_unpackhi_pd(a, row[1].v)};
 }
 inline int move_first(F64 chosen, F64* a) {
   const int mask = _mm_movemask_pd(chosen.v);

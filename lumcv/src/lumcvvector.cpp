@@ -31,10 +31,12 @@ void set(Lum32f value, Lum32f* dst, int len) { LUM_PICK(level(), set_every)(valu
 struct Ordered {
   ptrdiff_t count;  // of elements that are no NaN
   ptrdiff_t minus_zeros;
+  bool sorted;
 };
 Ordered part_unordered(Lum64f* p, ptrdiff_t n) {
   using Bits = unsigned long long;
-  Ordered found = {n, 0};
+  Ordered found = {n, 0, true};
+  Lum64f last = -__builtin_inf();
   for (ptrdiff_t i = 0; i < found.count;) {
     const Lum64f value = get(p + i);
     if (value != value) {
@@ -48,6 +50,8 @@ Ordered part_unordered(Lum64f* p, ptrdiff_t n) {
       put(p + i, 0.0);
       ++found.minus_zeros;
     }
+    found.sorted &= last <= value;
+    last = value;
     ++i;
   }
   return found;
@@ -132,7 +136,7 @@ LumStatus lumsSortAscend_64f_I(Lum64f* pSrcDst, int len) {
   if (status != lumStatusOk) return status;
   const lum::Ordered found = lum::part_unordered(pSrcDst, len);
   const int divisions = 2 * std::bit_width(unsigned(len));
-  LUM_PICK(lum::level(), sort_ascending)(pSrcDst, found.count, divisions);
+  if (!found.sorted) LUM_PICK(lum::level(), sort_ascending)(pSrcDst, found.count, divisions);
   lum::restore_minus_zeros(pSrcDst, found);
   return lumStatusOk;
 }

@@ -42,65 +42,75 @@ LUM_INLINE V operate(Min, V a, V b) {
 
 // ---- products ----
 
-// Lanes of 32 bits to 16, scaled and saturated, in the order of unpack_low() and unpack_high().
+// What becomes of a product with an addend, which two factors make of 16 bits.
+struct Saturated {
+  static constexpr int first = 0, second = 0;
+  LUM_INLINE I16 operator()(I32 low, I32 high) const { return pack(low, high); }
+};
+// Adds a half before it takes the integer below. Where it was one that was added to, the bits below the integer are 0
+// now, and an odd integer is one too large: halves go to even.
 struct ScaledDown {
-  int scale;  // 1 to 30
+  int scale;          // 1 to 30
+  int first, second;  // - 2^14 x - 2^15 is the largest half
+  explicit ScaledDown(int s) : scale(s), first(s > 16 ? -(1 << 14) : -1), second(-(1 << (s > 16 ? s - 15 : s - 1))) {}
   LUM_INLINE I16 operator()(I32 low, I32 high) const { return pack(divided(low), divided(high)); }
-  // Halves to even.
   LUM_INLINE I32 divided(I32 v) const {
-    return shift_right(v + i32((1 << (scale - 1)) - 1) + (shift_right(v, scale) & i32(1)), scale);
+    return shift_right(v, scale) + equal(v & i32(int((2U << scale) - 1)), i32(1 << scale));
   }
 };
-struct ScaledUp {
-  int bits;  // 0 to 16; from 15 on all but 0 saturates
+struct ScaledUp : Saturated {
+  int bits;  // 1 to 16; from 15 on all but 0 saturates
+  explicit ScaledUp(int b) : bits(b) {}
   LUM_INLINE I16 operator()(I32 low, I32 high) const {
-    const I16 v = pack(low, high);  // no limit for what is within the range when it is larger
-    return pack(shift_left(widen_low(v), bits), shift_left(widen_high(v), bits));
+    const I16 v = pack(low, high), zero = i16(0);  // what saturates here is beyond the range when it is larger
+    return pack(shift_right(as_i32(unpack_low(zero, v)), 16 - bits),
+                shift_right(as_i32(unpack_high(zero, v)), 16 - bits));
   }
 };
 
 template <class Scaled>
-void multiply_every(I16 value, Lum16s* srcDst, ptrdiff_t n, const Scaled& scaled) {
+void multiply_every(Lum16s value, Lum16s* srcDst, ptrdiff_t n, const Scaled& scaled) {
+  const I16 addend = i16(Lum16s(scaled.first));
+  const I32 factors = pair(value, Lum16s(scaled.second));
   map(
       srcDst, n,
       [&](I16 v) {
-        const I16 low = v * value, high = multiply_high(v, value);
-        return scaled(as_i32(unpack_low(low, high)), as_i32(unpack_high(low, high)));
+        return scaled(multiply_pairs(unpack_low(v, addend), factors), multiply_pairs(unpack_high(v, addend), factors));
       },
       srcDst);
 }
 
 // ---- square roots ----
 
-// The root to the nearest integer, but for an error of single precision that matters only next to a half, and what is
-// left of x (not negative) when the square of that integer is taken from it.
-struct Root {
-  I32 nearest, rest;
-};
-LUM_INLINE Root root_of(I32 x) {
-  const I32 nearest = round_nearest(square_root(to_float(x)));
-  return {nearest, x - square(nearest)};
-}
+// To the nearest integer, but for an error of single precision that matters only next to a half. 0 of negative numbers.
+LUM_INLINE I32 rough_root(I32 x) { return round_nearest(square_root(max(to_float(x), f32(0)))); }
 
-// 2^-scale of the root, scale 1 to 16: halves are roots that are integers, and the sign of the rest tells where next to
-// an integer the root is.
-struct RootDown {
-  int scale;
+// The root between n - 1/2 and n + 1/2 is that of a number above n^2 - n and not above n^2 + n: there are no halves. May
+// be -1 instead of 0. From 2^15 on the square is wrong, and the root one too large or small for 16 bits nevertheless.
+struct NearestRoot {
   LUM_INLINE I32 operator()(I32 x) const {
-    const Root root = root_of(x);
-    const I32 zero = i32(0), side = (zero > root.rest) - (root.rest > zero);
-    const I32 twice = root.nearest + root.nearest + side;
-    return shift_right(twice + i32((1 << scale) - 1) + (shift_right(twice, scale + 1) & i32(1)), scale + 1);
+    const I32 n = rough_root(x), rest = x - multiply_pairs(as_i16(n), n);
+    return n - (rest > n) + (i32(1) - n > rest);
   }
 };
 
-// 2^bits of the root, bits 0 to 15, is the root of 4^bits of x, which lies between n - 1/2 and n + 1/2 where the rest is
-// above -n and not above n: there are no halves. Beyond 2^30 all saturates. May be -1 instead of 0.
+// 2^bits of the root, bits 1 to 15, is the root of 4^bits of x. Beyond 2^30 all saturates.
 struct RootUp {
   int bits;
   LUM_INLINE I32 operator()(I32 x) const {
-    const Root root = root_of(shift_left(min(x, i32(1 << (30 - 2 * bits))), 2 * bits));
-    return root.nearest - (root.rest > root.nearest) + (i32(1) - root.nearest > root.rest);
+    const I32 positive = x - (x & shift_right(x, 31));
+    return NearestRoot{}(shift_left(min(positive, i32(1 << (30 - 2 * bits))), 2 * bits));
+  }
+};
+
+// 2^-scale of the root, scale 1 to 16. Halves are the roots of squares, so it is enough to know the integer next to the
+// root and on which side of it the root is; half of a unit stands for the distance.
+struct RootDown {
+  F32 factor;
+  explicit RootDown(int scale) : factor(f32(0.5f / Lum32f(1 << scale))) {}
+  LUM_INLINE I32 operator()(I32 x) const {
+    const I32 n = rough_root(x), rest = x - square(n), zero = i32(0);
+    return round_nearest(to_float(n + n + (zero > rest) - (rest > zero)) * factor);
   }
 };
 
@@ -110,8 +120,7 @@ bool square_root_every(const Lum32s* src, Lum16s* dst, ptrdiff_t n, const Scaled
   const auto rooted = [&](const Lum32s* p) {
     const I32 a = load(p), b = load(p + I32::lanes);
     all = all | a | b;
-    const auto root = [&](I32 x) { return scaled(x - (x & shift_right(x, 31))); };
-    return max(pack_in_order(root(a), root(b)), i16(0));
+    return max(pack_in_order(scaled(a), scaled(b)), i16(0));
   };
   ptrdiff_t x = 0;
   for (; x <= n - I16::lanes; x += I16::lanes) store(dst + x, rooted(src + x));
@@ -147,9 +156,11 @@ void multiply_every(Lum32f value, Lum32f* srcDst, ptrdiff_t n) {
 
 void multiply_every_scaled(Lum16s value, Lum16s* srcDst, ptrdiff_t n, int scale) {
   if (scale > 0)
-    multiply_every(i16(value), srcDst, n, ScaledDown{scale});
+    multiply_every(value, srcDst, n, ScaledDown(scale));
+  else if (scale == 0)
+    multiply_every(value, srcDst, n, Saturated{});
   else
-    multiply_every(i16(value), srcDst, n, ScaledUp{scale < -16 ? 16 : -scale});
+    multiply_every(value, srcDst, n, ScaledUp(scale < -16 ? 16 : -scale));
 }
 
 void convert_every(const Lum16u* src, Lum32f* dst, ptrdiff_t n) {
@@ -171,7 +182,8 @@ bool square_root_every(Lum32f* srcDst, ptrdiff_t n) {
 }
 
 bool square_root_every_scaled(const Lum32s* src, Lum16s* dst, ptrdiff_t n, int scale) {
-  if (scale > 0) return square_root_every(src, dst, n, RootDown{scale});
+  if (scale == 0) return square_root_every(src, dst, n, NearestRoot{});
+  if (scale > 0) return square_root_every(src, dst, n, RootDown(scale));
   return square_root_every(src, dst, n, RootUp{scale < -15 ? 15 : -scale});
 }
 

@@ -10,10 +10,7 @@ constexpr int kLanes = F64::lanes;
 
 // ---- windows ----
 
-constexpr int kWindow = 16;
-struct Window {
-  F64 row[kWindow / kLanes];
-};
+constexpr int kWindow = 16, kRows = kWindow / kLanes;
 
 LUM_INLINE void exchange(F64& a, F64& b) {
   const F64 lesser = min(a, b);
@@ -21,49 +18,55 @@ LUM_INLINE void exchange(F64& a, F64& b) {
   a = lesser;
 }
 
-// Compares elements that are Distance apart, in blocks of twice as many.
-template <int Distance>
-LUM_INLINE void half_clean(Window& w) {
-  constexpr int kRows = Distance / kLanes;
-  for (int r = 0; r < kWindow / kLanes; ++r) {
-    if constexpr (kRows == 0)
-      w.row[r] = exchange<Distance>(w.row[r]);
-    else if (r / kRows % 2 == 0)
-      exchange(w.row[r], w.row[r + kRows]);
+// In every column: compares the rows that are `Distance` apart, then those half as far, down to neighbours.
+template <int Rows, int Distance>
+LUM_INLINE void clean(F64* row) {
+  if constexpr (Distance > 0) {
+#pragma GCC unroll 8
+    for (int r = 0; r < Rows; ++r)
+      if (r / Distance % 2 == 0) exchange(row[r], row[r + Distance]);
+    clean<Rows, Distance / 2>(row);
   }
-  if constexpr (Distance > 1) half_clean<Distance / 2>(w);
 }
 
-// Merges sorted halves of blocks, of which the second counts as reversed: its first element meets the last of the other.
+// Sorts blocks of which the halves are sorted. The first half meets the second in reverse, which leaves the lesser half
+// of the elements in front and both halves bitonic. Distances within a row are those between rows once it is a column.
 template <int Block>
-LUM_INLINE void merge_blocks(Window& w) {
-  if constexpr (Block > 2) merge_blocks<Block / 2>(w);
-  constexpr int kRows = Block / kLanes;
-  for (int r = 0; r < kWindow / kLanes; ++r) {
-    if constexpr (kRows <= 1) {
-      w.row[r] = exchange<Block - 1>(w.row[r]);
-    } else if (r / (kRows / 2) % 2 == 0) {
-      F64 &a = w.row[r], &b = w.row[r / kRows * kRows + kRows - 1 - r % kRows];
-      b = reverse(b);
-      exchange(a, b);
-      b = reverse(b);
-    }
+LUM_INLINE void merge(F64* row) {
+  constexpr int kSpan = Block / kLanes;
+#pragma GCC unroll 8
+  for (int r = 0; r < kRows; ++r) {
+    const int mirrored = r / kSpan * kSpan + kSpan - 1 - r % kSpan;
+    if (mirrored < r) continue;
+    row[mirrored] = reverse(row[mirrored]);
+    exchange(row[r], row[mirrored]);
   }
-  if constexpr (Block > 2) half_clean<Block / 4>(w);
+  clean<kRows, kSpan / 4>(row);
+#pragma GCC unroll 8
+  for (int r = 0; r < kRows; r += kLanes) {
+    transpose(row + r);
+    clean<kLanes, kLanes / 2>(row + r);
+    transpose(row + r);
+  }
+  if constexpr (Block < kWindow) merge<2 * Block>(row);
 }
 
 void sort_window(Lum64f* p) {
-  Window w;
-  for (int r = 0; r < kWindow / kLanes; ++r) w.row[r] = load(p + r * kLanes);
-  merge_blocks<kWindow>(w);
-  for (int r = 0; r < kWindow / kLanes; ++r) store(p + r * kLanes, w.row[r]);
+  F64 row[kRows];
+#pragma GCC unroll 8
+  for (int r = 0; r < kRows; ++r) row[r] = load(p + r * kLanes);
+#pragma GCC unroll 8
+  for (int r = 0; r < kRows; r += kLanes) {
+    clean<kLanes, kLanes / 2>(row + r);
+    if constexpr (kLanes == 4) exchange(row[r + 1], row[r + 2]);
+    transpose(row + r);
+  }
+  merge<2 * kLanes>(row);
+#pragma GCC unroll 8
+  for (int r = 0; r < kRows; ++r) store(p + r * kLanes, row[r]);
 }
 
 // ---- division ----
-
-// What is divided at a time. Two blocks at least are in a range.
-constexpr int kBlock = 2 * kLanes;
-static_assert(kWindow >= 2 * kBlock);
 
 enum class First { less, less_or_equal };
 
@@ -71,6 +74,7 @@ enum class First { less, less_or_equal };
 struct Gap {
   Lum64f *begin, *end;
 
+  // Both ends have room for a vector.
   template <First first>
   LUM_INLINE void fill(F64 v, F64 pivot) {
     const int n = move_first(first == First::less ? less(v, pivot) : less_equal(v, pivot), &v);
@@ -89,41 +93,50 @@ struct Gap {
   }
 };
 
-LUM_INLINE void copy_block(Lum64f* to, const Lum64f* from) {
-  for (int i = 0; i < kBlock; i += kLanes) store(to + i, load(from + i));
+LUM_INLINE void copy(Lum64f* to, const Lum64f* from, int n) {
+  for (int i = 0; i < n; i += kLanes) store(to + i, load(from + i));
 }
+
+// What is divided at a time. Two blocks at least are in a range.
+constexpr int kLongBlock = 16 * kLanes, kShortBlock = 2 * kLanes;
+static_assert(kWindow >= 2 * kShortBlock);
 
 // Moves the elements that are less than the pivot (or equal) to the front and tells how many they are. The blocks at the
 // ends are held back, so that there is a gap of two blocks; the next block is read beside its smaller part.
 template <First first>
 ptrdiff_t divide(Lum64f* p, ptrdiff_t n, Lum64f pivot) {
   const F64 pivots = f64(pivot);
-  Lum64f held[3 * kBlock];
-  copy_block(held, p);
-  copy_block(held + kBlock, p + n - kBlock);
-  const Lum64f *left = p + kBlock, *right = p + n - kBlock;
+  const int block = n < 8 * kLongBlock ? kShortBlock : kLongBlock;
+  Lum64f held[3 * kLongBlock];
+  copy(held, p, block);
+  copy(held + block, p + n - block, block);
+  const Lum64f *left = p + block, *right = p + n - block;
   Gap gap = {p, p + n};
-  while (right - left >= kBlock) {
-    const Lum64f* block = left;
+  while (right - left >= block) {
     if (left - gap.begin <= gap.end - right)
-      left += kBlock;
+      for (const Lum64f* const end = left + block; left < end; left += kLanes) gap.fill<first>(load(left), pivots);
     else
-      block = right -= kBlock;
-    F64 v[kBlock / kLanes];
-    for (int i = 0; i < kBlock / kLanes; ++i) v[i] = load(block + i * kLanes);
-    for (const F64 one : v) gap.fill<first>(one, pivots);
+      for (const Lum64f* const end = right - block; right > end;) gap.fill<first>(load(right -= kLanes), pivots);
   }
   // The rest lies in one piece, with at least a block behind it.
-  copy_block(held + 2 * kBlock, left);
-  const ptrdiff_t count = 2 * kBlock + (right - left);
+  copy(held + 2 * block, left, block);
+  const ptrdiff_t count = 2 * block + (right - left);
   ptrdiff_t i = 0;
   for (; i <= count - 2 * kLanes; i += kLanes) gap.fill<first>(load(held + i), pivots);
   for (; i < count; ++i) gap.fill<first>(held[i], pivot);
   return gap.begin - p;
 }
 
-// The middle of as many elements as a window has.
+// The middle of three elements, or of as many as a window has.
 Lum64f pivot_of(const Lum64f* p, ptrdiff_t n) {
+  if (n < 16 * kWindow) {
+    F64 a = f64(get(p + n / 4)), b = f64(get(p + n / 2)), c = f64(get(p + n - n / 4));
+    exchange(a, b);
+    exchange(b, c);
+    Lum64f middle[kLanes];
+    store(middle, max(a, b));
+    return middle[0];
+  }
   Lum64f samples[kWindow];
   for (int i = 0; i < kWindow; ++i) samples[i] = get(p + n / kWindow * i + n / kWindow / 2);
   sort_window(samples);
