@@ -9,6 +9,7 @@ constexpr Lum32f kLowThreshold = 120, kHighThreshold = 300;
 constexpr Lum32f kSigma = 1.5f;
 constexpr Lum32f kWeight = 0.05f;
 constexpr int kConstant = 100;
+constexpr Lum32f kFactor = -1;  // after which floats are no smaller, however often
 
 // Becomes what the function wants to see.
 struct Pointer {
@@ -22,7 +23,7 @@ struct Pointer {
 // Borders are replicated: by the rows where a function takes those.
 struct Job {
   LumSize roi;
-  int taps, divisor;
+  int taps, divisor, scale;
   Pointer src, src2, dst;
   int src_step, dst_step;  // both sources have the same
   const Lum8u* mask;       // a byte a pixel

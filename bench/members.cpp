@@ -2,8 +2,10 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <initializer_list>
 
 namespace bench {
@@ -142,6 +144,55 @@ void add_accumulators(List& list) {
 #include "lumcv/src/lumcvaccum.inc"
 }
 
+// ---- vector functions ----
+
+// A warning is no failure.
+#define LUM_CALL_ARRAY(name, ...)                                               \
+  [](void* f, const Job& j) {                                                   \
+    const int len = j.roi.width * j.roi.height;                                 \
+    return std::min(reinterpret_cast<decltype(&name)>(f)(__VA_ARGS__, len), 0); \
+  }
+#define LUM_CALL_SCALED(name, ...)                                                                              \
+  [](void* f, const Job& j) {                                                                                   \
+    return std::min(reinterpret_cast<decltype(&name)>(f)(__VA_ARGS__, j.roi.width * j.roi.height, j.scale), 0); \
+  }
+
+void add_vector(List& list, Member member, bool in_place, std::initializer_list<int> scales = {0}) {
+  member.family = "Vector functions";
+  member.in_place = in_place;
+  for (const int scale : scales) {
+    if (scales.size() > 1) member.setting = "scale " + std::to_string(scale);
+    member.scale = scale;
+    list.push_back(member);
+  }
+}
+
+void add_vectors(List& list) {
+#define LUM_ARRAY(name, sources, S, D, in_place, ...) \
+  add_vector(list, {#name, "", "", 1, sources, sizeof(S), sizeof(D), LUM_CALL_ARRAY(name, __VA_ARGS__)}, in_place);
+#define LUM_VECTOR_COPY(name, T) LUM_ARRAY(name, 1, T, T, false, j.src, j.dst)
+#define LUM_VECTOR_SET(name, T) LUM_ARRAY(name, 0, T, T, false, kConstant, j.dst)
+#define LUM_VECTOR_ZERO(name, T) LUM_ARRAY(name, 0, T, T, false, j.dst)
+#define LUM_VECTOR_EVERY(name, T, Op) LUM_ARRAY(name, 1, T, T, true, j.src, j.dst)
+#include "lumcv/src/lumcvvector.inc"
+  LUM_ARRAY(lumsMulC_32f_I, 0, Lum32f, Lum32f, true, kFactor, j.dst)
+  LUM_ARRAY(lumsSqrt_32f_I, 0, Lum32f, Lum32f, true, j.dst)
+  LUM_ARRAY(lumsConvert_16u32f, 1, Lum16u, Lum32f, false, j.src, j.dst)
+  add_vector(list, {"lumsMulC_16s_ISfs", "", "", 1, 0, 2, 2, LUM_CALL_SCALED(lumsMulC_16s_ISfs, kConstant, j.dst)},
+             true, {0, 5, -1});
+  add_vector(list, {"lumsSqrt_32s16s_Sfs", "", "", 1, 1, 4, 2, LUM_CALL_SCALED(lumsSqrt_32s16s_Sfs, j.src, j.dst)},
+             false, {0, 2, -2});
+  // A copy, since what is sorted is no work any more.
+  add_vector(list,
+             {"lumsSortAscend_64f_I", "", "", 1, 1, 8, 8,
+              [](void* f, const Job& j) {
+                const int len = j.roi.width * j.roi.height;
+                memcpy(j.dst, j.src, size_t(len) * sizeof(Lum64f));
+                return reinterpret_cast<decltype(&lumsSortAscend_64f_I)>(f)(j.dst, len);
+              }},
+             false);
+}
+
 Library opened(const char* level, const char* file) {
   // Local: each library keeps to its own functions although all export the same names.
   void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
@@ -161,6 +212,7 @@ const List& members() {
     add_passes(made);
     add_canny(made);
     add_accumulators(made);
+    add_vectors(made);
     return made;
   }();
   return list;

@@ -20,6 +20,7 @@ struct Member {
   bool derivatives = false;  // of a photograph, instead of noise
   bool masked = false;
   bool in_place = false;  // the destination is read too
+  int scale = 0;
 
   double bytes(LumSize roi) const {
     const int element = src_planes * src_bytes + (in_place ? 2 : 1) * dst_bytes;

@@ -92,7 +92,7 @@ struct Derivatives {
 
 template <unsigned Seed>
 Pointer noise_of(int element_bytes) {
-  if (element_bytes == 4) return {noise<Lum32f, Seed>()};
+  if (element_bytes >= 4) return {noise<Lum32f, Seed>()};
   return element_bytes == 2 ? Pointer{noise<Lum16s, Seed>()} : Pointer{noise<Lum8u, Seed>()};
 }
 
@@ -166,6 +166,7 @@ Job make_job(const Member& member, LumSize roi, const Library& library) {
   job.roi = roi;
   job.taps = member.taps;
   job.divisor = member.divisor;
+  job.scale = member.scale;
   job.src_step = roi.width * member.channels * member.src_bytes;
   job.dst_step = roi.width * member.channels * member.dst_bytes;
   job.dst = {destination()};

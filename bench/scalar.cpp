@@ -333,6 +333,43 @@ void abs_diff(const Job& job) {
   }
 }
 
+// ---- vector functions ----
+
+// dst[i] = f(src[i], dst[i], job)
+template <class S, class D, auto f>
+void each(const Job& job) {
+  const S* const src = job.src;
+  D* const dst = job.dst;
+  const int n = job.roi.width * job.roi.height;
+  for (int i = 0; i < n; ++i) dst[i] = D(f(src[i], dst[i], job));
+}
+constexpr auto copied = [](auto s, auto, const Job&) { return s; };
+constexpr auto constant = [](auto, auto, const Job&) { return kConstant; };
+constexpr auto cleared = [](auto, auto, const Job&) { return 0; };
+constexpr auto multiplied = [](auto, auto d, const Job&) { return d * kFactor; };
+constexpr auto rooted = [](auto, auto d, const Job&) { return std::sqrt(d); };
+constexpr auto Max = [](auto s, auto d, const Job&) { return d > s ? d : s; };
+constexpr auto Min = [](auto s, auto d, const Job&) { return d < s ? d : s; };
+constexpr auto multiplied_scaled = [](auto, auto d, const Job& job) {
+  int v = d * kConstant;
+  const int scale = job.scale;
+  if (scale > 0) v = (v + (1 << (scale - 1)) - 1 + (v >> scale & 1)) >> scale;
+  if (scale < 0) v *= 1 << -scale;
+  return std::clamp(v, -32768, 32767);
+};
+constexpr auto rooted_scaled = [](auto s, auto, const Job& job) {
+  const Lum64f factor = job.scale < 0 ? 1 << -job.scale : 1.0 / (1 << job.scale);
+  return s < 0 ? 0 : std::lrint(std::min(std::sqrt(Lum64f(s)) * factor, 32767.0));
+};
+
+void sort(const Job& job) {
+  const Lum64f* const src = job.src;
+  Lum64f* const dst = job.dst;
+  const int n = job.roi.width * job.roi.height;
+  std::copy(src, src + n, dst);
+  std::sort(dst, dst + n);
+}
+
 struct Named {
   std::string_view function;
   Scalar loop;
@@ -361,6 +398,17 @@ const Named kLoops[] = {
 #define LUM_ABS_DIFF(name, S) {#name, abs_diff<S, false>},
 #define LUM_ABS_DIFF_C(name, S, V) {#name, abs_diff<S, true>},
 #include "lumcv/src/lumcvaccum.inc"
+#define LUM_VECTOR_COPY(name, T) {#name, each<T, T, copied>},
+#define LUM_VECTOR_SET(name, T) {#name, each<T, T, constant>},
+#define LUM_VECTOR_ZERO(name, T) {#name, each<T, T, cleared>},
+#define LUM_VECTOR_EVERY(name, T, Op) {#name, each<T, T, Op>},
+#include "lumcv/src/lumcvvector.inc"
+    {"lumsMulC_32f_I", each<Lum32f, Lum32f, multiplied>},
+    {"lumsMulC_16s_ISfs", each<Lum16s, Lum16s, multiplied_scaled>},
+    {"lumsSqrt_32f_I", each<Lum32f, Lum32f, rooted>},
+    {"lumsSqrt_32s16s_Sfs", each<Lum32s, Lum16s, rooted_scaled>},
+    {"lumsConvert_16u32f", each<Lum16u, Lum32f, copied>},
+    {"lumsSortAscend_64f_I", sort},
     {"lumiFilterGaussBorder_32f_C1R", gauss},
     {"lumiCanny_16s8u_C1R", canny<Lum16s>},
     {"lumiCanny_32f8u_C1R", canny<Lum32f>},

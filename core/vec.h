@@ -53,7 +53,9 @@ inline F32 operator+(F32 a, F32 b) { return {_mm256_add_ps(a.v, b.v)}; }
 inline F32 operator-(F32 a, F32 b) { return {_mm256_sub_ps(a.v, b.v)}; }
 inline F32 operator*(F32 a, F32 b) { return {_mm256_mul_ps(a.v, b.v)}; }
 inline F32 operator-(F32 a) { return {_mm256_xor_ps(a.v, _mm256_set1_ps(-0.0f))}; }
+// b where either is NaN or both are 0.
 inline F32 min(F32 a, F32 b) { return {_mm256_min_ps(a.v, b.v)}; }
+inline F32 max(F32 a, F32 b) { return {_mm256_max_ps(a.v, b.v)}; }
 inline I16 operator+(I16 a, I16 b) { return {_mm256_add_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a, I16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
 inline I16 operator*(I16 a, I16 b) { return {_mm256_mullo_epi16(a.v, b.v)}; }
@@ -108,6 +110,7 @@ inline F32 window(F32 low, F32 high) {
 inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
+inline I16 as_i16(I32 a) { return {a.v}; }
 // Signed lanes to 32 bits, in the order of unpack_low and unpack_high.
 inline I32 widen_low(I16 a) { return {_mm256_srai_epi32(_mm256_unpacklo_epi16(a.v, a.v), 16)}; }
 inline I32 widen_high(I16 a) { return {_mm256_srai_epi32(_mm256_unpackhi_epi16(a.v, a.v), 16)}; }
@@ -176,6 +179,65 @@ inline U16 absolute_difference(U16 a, U16 b) {
   return {_mm256_or_si256(_mm256_subs_epu16(a.v, b.v), _mm256_subs_epu16(b.v, a.v))};
 }
 
+inline F32 square_root(F32 a) { return {_mm256_sqrt_ps(a.v)}; }
+inline F32 less(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
+inline F32 or_bits(F32 a, F32 b) { return {_mm256_or_ps(a.v, b.v)}; }
+inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
+inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
+inline I16 max(I16 a, I16 b) { return {_mm256_max_epi16(a.v, b.v)}; }
+
+inline I32 load(const Lum32s* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
+inline I32 operator-(I32 a, I32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+inline I32 operator&(I32 a, I32 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline I32 operator|(I32 a, I32 b) { return {_mm256_or_si256(a.v, b.v)}; }
+inline I32 operator>(I32 a, I32 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
+inline I32 equal(I32 a, I32 b) { return {_mm256_cmpeq_epi32(a.v, b.v)}; }
+inline I32 min(I32 a, I32 b) { return {_mm256_min_epi32(a.v, b.v)}; }
+inline I32 shift_left(I32 a, int bits) { return {_mm256_sll_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
+inline I32 shift_right(I32 a, int bits) { return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
+inline I32 square(I32 a) { return {_mm256_mullo_epi32(a.v, a.v)}; }  // of lanes from 0 to 65535, modulo 2^32
+// Saturates; all of first, then all of second.
+inline I16 pack_in_order(I32 first, I32 second) {
+  return {_mm256_permute4x64_epi64(_mm256_packs_epi32(first.v, second.v), 0xD8)};
+}
+inline int sign_bits(F32 a) { return _mm256_movemask_ps(a.v); }
+inline int sign_bits(I32 a) { return _mm256_movemask_ps(_mm256_castsi256_ps(a.v)); }
+
+struct F64 {
+  __m256d v;
+  static constexpr int lanes = 4;
+};
+inline F64 load(const Lum64f* p) { return {_mm256_loadu_pd(p)}; }
+inline void store(Lum64f* p, F64 a) { _mm256_storeu_pd(p, a.v); }
+inline F64 f64(Lum64f a) { return {_mm256_set1_pd(a)}; }
+inline F64 min(F64 a, F64 b) { return {_mm256_min_pd(a.v, b.v)}; }
+inline F64 max(F64 a, F64 b) { return {_mm256_max_pd(a.v, b.v)}; }
+inline F64 less(F64 a, F64 b) { return {_mm256_cmp_pd(a.v, b.v, _CMP_LT_OQ)}; }
+inline F64 less_equal(F64 a, F64 b) { return {_mm256_cmp_pd(a.v, b.v, _CMP_LE_OQ)}; }
+inline F64 reverse(F64 a) { return {_mm256_permute4x64_pd(a.v, 0x1B)}; }
+// Rows become columns, of as many rows as there are lanes.
+inline void transpose(F64* row) {
+  const __m256d a = _mm256_unpacklo_pd(row[0].v, row[1].v), b = _mm256_unpackhi_pd(row[0].v, row[1].v);
+  const __m256d c = _mm256_unpacklo_pd(row[2].v, row[3].v), d = _mm256_unpackhi_pd(row[2].v, row[3].v);
+  row[0] = {_mm256_permute2f128_pd(a, c, 0x20)};
+  row[1] = {_mm256_permute2f128_pd(b, d, 0x20)};
+  row[2] = {_mm256_permute2f128_pd(a, c, 0x31)};
+  row[3] = {_mm256_permute2f128_pd(b, d, 0x31)};
+}
+// The lanes that are chosen (all bits) first, then the others. Tells how many are chosen.
+inline int move_first(F64 chosen, F64* a) {
+  // Where the chosen quarters and then the others are, in 32-bit lanes, a byte each.
+  static constexpr unsigned long long kOrder[16] = {
+      0x0706050403020100, 0x0706050403020100, 0x0706050401000302, 0x0706050403020100,
+      0x0706030201000504, 0x0706030205040100, 0x0706010005040302, 0x0706050403020100,
+      0x0504030201000706, 0x0504030207060100, 0x0504010007060302, 0x0504070603020100,
+      0x0302010007060504, 0x0302070605040100, 0x0100070605040302, 0x0706050403020100};
+  const int mask = _mm256_movemask_pd(chosen.v);
+  const __m256i order = _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)(kOrder + mask)));
+  a->v = _mm256_castps_pd(_mm256_permutevar8x32_ps(_mm256_castpd_ps(a->v), order));
+  return __builtin_popcount(mask);
+}
+
 #else
 
 struct F32 {
@@ -210,6 +272,7 @@ inline F32 operator-(F32 a, F32 b) { return {_mm_sub_ps(a.v, b.v)}; }
 inline F32 operator*(F32 a, F32 b) { return {_mm_mul_ps(a.v, b.v)}; }
 inline F32 operator-(F32 a) { return {_mm_xor_ps(a.v, _mm_set1_ps(-0.0f))}; }
 inline F32 min(F32 a, F32 b) { return {_mm_min_ps(a.v, b.v)}; }
+inline F32 max(F32 a, F32 b) { return {_mm_max_ps(a.v, b.v)}; }
 inline I16 operator+(I16 a, I16 b) { return {_mm_add_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a, I16 b) { return {_mm_sub_epi16(a.v, b.v)}; }
 inline I16 operator*(I16 a, I16 b) { return {_mm_mullo_epi16(a.v, b.v)}; }
@@ -253,6 +316,7 @@ inline F32 window(F32 low, F32 high) {
 inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
+inline I16 as_i16(I32 a) { return {a.v}; }
 inline I32 widen_low(I16 a) { return {_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)}; }
 inline I32 widen_high(I16 a) { return {_mm_srai_epi32(_mm_unpackhi_epi16(a.v, a.v), 16)}; }
 inline I32 multiply_pairs(I16 a, I32 b) { return {_mm_madd_epi16(a.v, b.v)}; }
@@ -313,6 +377,56 @@ inline U16 splat(Lum16u a) { return {_mm_set1_epi16((short)a)}; }
 inline U8 absolute_difference(U8 a, U8 b) { return {_mm_or_si128(_mm_subs_epu8(a.v, b.v), _mm_subs_epu8(b.v, a.v))}; }
 inline U16 absolute_difference(U16 a, U16 b) {
   return {_mm_or_si128(_mm_subs_epu16(a.v, b.v), _mm_subs_epu16(b.v, a.v))};
+}
+
+inline F32 square_root(F32 a) { return {_mm_sqrt_ps(a.v)}; }
+inline F32 less(F32 a, F32 b) { return {_mm_cmplt_ps(a.v, b.v)}; }
+inline F32 or_bits(F32 a, F32 b) { return {_mm_or_ps(a.v, b.v)}; }
+inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
+inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
+inline I16 max(I16 a, I16 b) { return {_mm_max_epi16(a.v, b.v)}; }
+
+inline I32 load(const Lum32s* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
+inline I32 operator-(I32 a, I32 b) { return {_mm_sub_epi32(a.v, b.v)}; }
+inline I32 operator&(I32 a, I32 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline I32 operator|(I32 a, I32 b) { return {_mm_or_si128(a.v, b.v)}; }
+inline I32 operator>(I32 a, I32 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
+inline I32 equal(I32 a, I32 b) { return {_mm_cmpeq_epi32(a.v, b.v)}; }
+inline I32 min(I32 a, I32 b) {
+  const __m128i greater = _mm_cmpgt_epi32(a.v, b.v);
+  return {_mm_or_si128(_mm_and_si128(greater, b.v), _mm_andnot_si128(greater, a.v))};
+}
+inline I32 shift_left(I32 a, int bits) { return {_mm_sll_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
+inline I32 shift_right(I32 a, int bits) { return {_mm_sra_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
+inline I32 square(I32 a) {
+  return {_mm_or_si128(_mm_mullo_epi16(a.v, a.v), _mm_slli_epi32(_mm_mulhi_epu16(a.v, a.v), 16))};
+}
+inline I16 pack_in_order(I32 first, I32 second) { return pack(first, second); }
+inline int sign_bits(F32 a) { return _mm_movemask_ps(a.v); }
+inline int sign_bits(I32 a) { return _mm_movemask_ps(_mm_castsi128_ps(a.v)); }
+
+struct F64 {
+  __m128d v;
+  static constexpr int lanes = 2;
+};
+inline F64 load(const Lum64f* p) { return {_mm_loadu_pd(p)}; }
+inline void store(Lum64f* p, F64 a) { _mm_storeu_pd(p, a.v); }
+inline F64 f64(Lum64f a) { return {_mm_set1_pd(a)}; }
+inline F64 min(F64 a, F64 b) { return {_mm_min_pd(a.v, b.v)}; }
+inline F64 max(F64 a, F64 b) { return {_mm_max_pd(a.v, b.v)}; }
+inline F64 less(F64 a, F64 b) { return {_mm_cmplt_pd(a.v, b.v)}; }
+inline F64 less_equal(F64 a, F64 b) { return {_mm_cmple_pd(a.v, b.v)}; }
+inline F64 reverse(F64 a) { return {_mm_shuffle_pd(a.v, a.v, 1)}; }
+inline void transpose(F64* row) {
+  const __m128d a = row[0].v;
+  row[0] = {_mm_unpacklo_pd(a, row[1].v)};
+  row[1] = {_mm_unpackhi_pd(a, row[1].v)};
+}
+inline int move_first(F64 chosen, F64* a) {
+  const int mask = _mm_movemask_pd(chosen.v);
+  const __m128d swapped = _mm_andnot_pd(_mm_unpacklo_pd(chosen.v, chosen.v), _mm_unpackhi_pd(chosen.v, chosen.v));
+  a->v = _mm_xor_pd(a->v, _mm_and_pd(swapped, _mm_xor_pd(a->v, reverse(*a).v)));
+  return (mask & 1) + (mask >> 1);
 }
 
 #endif

@@ -10,5 +10,6 @@
 #include "lumcv_filters.h"
 #include "lumcv_frame.h"
 #include "lumcv_types.h"
+#include "lumcv_vector.h"
 
 #endif

@@ -31,7 +31,6 @@ F32 as_f32(I32 a) { return {(decltype(F32::v))a.v}; }
 I16 add_saturated(I16 a, I16 b) { return {_mm256_adds_epu16(a.v, b.v)}; }
 I16 subtract_saturated(I16 a, I16 b) { return {_mm256_subs_epu16(a.v, b.v)}; }
 I16 abs(I16 a) { return {_mm256_abs_epi16(a.v)}; }
-I16 max(I16 a, I16 b) { return {_mm256_max_epi16(a.v, b.v)}; }
 I16 above(I16 a, I16 b) { return {_mm256_cmpgt_epi16(a.v, b.v)}; }
 I32 above(I32 a, I32 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
 F32 above(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GT_OQ)}; }
@@ -57,7 +56,6 @@ void expand(uint32_t bits, Lum8u* out) {
 I16 add_saturated(I16 a, I16 b) { return {_mm_adds_epu16(a.v, b.v)}; }
 I16 subtract_saturated(I16 a, I16 b) { return {_mm_subs_epu16(a.v, b.v)}; }
 I16 abs(I16 a) { return {_mm_max_epi16(a.v, _mm_sub_epi16(_mm_setzero_si128(), a.v))}; }
-I16 max(I16 a, I16 b) { return {_mm_max_epi16(a.v, b.v)}; }
 I16 above(I16 a, I16 b) { return {_mm_cmpgt_epi16(a.v, b.v)}; }
 I32 above(I32 a, I32 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
 F32 above(F32 a, F32 b) { return {_mm_cmpgt_ps(a.v, b.v)}; }
