@@ -178,6 +178,24 @@ inline U8 absolute_difference(U8 a, U8 b) {
 inline U16 absolute_difference(U16 a, U16 b) {
   return {_mm256_or_si256(_mm256_subs_epu16(a.v, b.v), _mm256_subs_epu16(b.v, a.v))};
 }
+inline U8 operator+(U8 a, U8 b) { return {_mm256_add_epi8(a.v, b.v)}; }
+inline U8 operator&(U8 a, U8 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline U8 operator|(U8 a, U8 b) { return {_mm256_or_si256(a.v, b.v)}; }
+inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
+inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
+inline U8 subtract_saturated(U8 a, U8 b) { return {_mm256_subs_epu8(a.v, b.v)}; }
+inline U8 equal(U8 a, U8 b) { return {_mm256_cmpeq_epi8(a.v, b.v)}; }  // all bits of a lane
+inline U8 select(U8 mask, U8 a, U8 b) { return {_mm256_blendv_epi8(b.v, a.v, mask.v)}; }
+// By 0 to 8 bits.
+inline U8 shift_left(U8 a, int bits) {
+  return splat(Lum8u(0xFF << bits)) & U8{_mm256_sll_epi16(a.v, _mm_cvtsi32_si128(bits))};
+}
+inline U8 shift_right(U8 a, int bits) {
+  return splat(Lum8u(0xFF >> bits)) & U8{_mm256_srl_epi16(a.v, _mm_cvtsi32_si128(bits))};
+}
+// To a multiple of the vector's bytes.
+inline void store_aligned(Lum8u* p, U8 a) { _mm256_store_si256((__m256i*)p, a.v); }
+inline void store_bypassing(Lum8u* p, U8 a) { _mm256_stream_si256((__m256i*)p, a.v); }
 
 inline F32 square_root(F32 a) { return {_mm256_sqrt_ps(a.v)}; }
 inline F32 less(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
@@ -378,6 +396,24 @@ inline U8 absolute_difference(U8 a, U8 b) { return {_mm_or_si128(_mm_subs_epu8(a
 inline U16 absolute_difference(U16 a, U16 b) {
   return {_mm_or_si128(_mm_subs_epu16(a.v, b.v), _mm_subs_epu16(b.v, a.v))};
 }
+inline U8 operator+(U8 a, U8 b) { return {_mm_add_epi8(a.v, b.v)}; }
+inline U8 operator&(U8 a, U8 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline U8 operator|(U8 a, U8 b) { return {_mm_or_si128(a.v, b.v)}; }
+inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
+inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
+inline U8 subtract_saturated(U8 a, U8 b) { return {_mm_subs_epu8(a.v, b.v)}; }
+inline U8 equal(U8 a, U8 b) { return {_mm_cmpeq_epi8(a.v, b.v)}; }
+inline U8 select(U8 mask, U8 a, U8 b) {
+  return {_mm_or_si128(_mm_and_si128(mask.v, a.v), _mm_andnot_si128(mask.v, b.v))};
+}
+inline U8 shift_left(U8 a, int bits) {
+  return splat(Lum8u(0xFF << bits)) & U8{_mm_sll_epi16(a.v, _mm_cvtsi32_si128(bits))};
+}
+inline U8 shift_right(U8 a, int bits) {
+  return splat(Lum8u(0xFF >> bits)) & U8{_mm_srl_epi16(a.v, _mm_cvtsi32_si128(bits))};
+}
+inline void store_aligned(Lum8u* p, U8 a) { _mm_store_si128((__m128i*)p, a.v); }
+inline void store_bypassing(Lum8u* p, U8 a) { _mm_stream_si128((__m128i*)p, a.v); }
 
 inline F32 square_root(F32 a) { return {_mm_sqrt_ps(a.v)}; }
 inline F32 less(F32 a, F32 b) { return {_mm_cmplt_ps(a.v, b.v)}; }

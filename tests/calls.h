@@ -28,10 +28,13 @@ struct Arguments {
   int taps = 3, anchor = 0, mask = 33, border = lumBorderRepl, divisor = 1;
   double border_value = 0, value = 0;
   float sigma = 1, low = 10, high = 20;
+  int scale = 0, comparison = 0;                           // of scaled differences and of thresholds
+  int from_width = 1, from_height = 1, top = 0, left = 0;  // of an image within the one of width and height
   Lum8u* buffer = nullptr;
   int* bytes = nullptr;  // of the functions that tell a buffer's size
 
   LumSize roi() const { return {width, height}; }
+  LumSize from_roi() const { return {from_width, from_height}; }
   void set_roi(LumSize roi) { width = roi.width, height = roi.height; }
   template <class S, class D>
   void set_planes(const Plane<S>& from, const Plane<D>& to, const Block& work) {
@@ -73,6 +76,7 @@ constexpr auto bad_step = wrong<lumStatusBadStep>;
 constexpr auto odd_step = wrong<lumStatusStepNotPixelMultiple>;
 constexpr auto bad_anchor = wrong<lumStatusBadAnchor>;
 constexpr auto bad_mask = wrong<lumStatusBadMaskSize>;
+constexpr auto bad_mode = wrong<lumStatusUnsupportedMode>;
 constexpr auto bad_argument = wrong<lumStatusBadArgument>;
 
 // A width whose row of pixels takes so many bytes that a product of 32 bits would accept any step.
