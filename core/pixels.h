@@ -110,9 +110,6 @@ inline __m128 high_half(Eight a) { return _mm256_extractf128_ps(a.v, 1); }
 inline Eight eight(__m128 low, __m128 high) { return {_mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1)}; }
 inline Eight eight(__m128i words) { return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(words))}; }
 inline Eight operator&(Eight a, Eight b) { return and_bits(a, b); }
-// The second operand where one is NaN.
-inline Eight min_or_second(Eight a, Eight b) { return {_mm256_min_ps(a.v, b.v)}; }
-inline Eight max_or_second(Eight a, Eight b) { return {_mm256_max_ps(a.v, b.v)}; }
 inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
 
 #else
@@ -134,12 +131,8 @@ inline Eight operator-(Eight a, Eight b) { return {a.low - b.low, a.high - b.hig
 inline Eight operator*(Eight a, Eight b) { return {a.low * b.low, a.high * b.high}; }
 inline Eight operator&(Eight a, Eight b) { return {and_bits(a.low, b.low), and_bits(a.high, b.high)}; }
 inline Eight absolute(Eight a) { return {absolute(a.low), absolute(a.high)}; }
-inline Eight min_or_second(Eight a, Eight b) {
-  return eight(_mm_min_ps(a.low.v, b.low.v), _mm_min_ps(a.high.v, b.high.v));
-}
-inline Eight max_or_second(Eight a, Eight b) {
-  return eight(_mm_max_ps(a.low.v, b.low.v), _mm_max_ps(a.high.v, b.high.v));
-}
+inline Eight min(Eight a, Eight b) { return {min(a.low, b.low), min(a.high, b.high)}; }
+inline Eight max(Eight a, Eight b) { return {max(a.low, b.low), max(a.high, b.high)}; }
 inline Eight selected(Eight, const Lum8u* mask) { return {nonzero(mask), nonzero(mask + 4)}; }
 
 #endif
