@@ -242,7 +242,10 @@ struct Two {
   __m128d v;
 };
 inline Two operator+(Two a, Two b) { return {_mm_add_pd(a.v, b.v)}; }
-inline Lum64f sum(Two a) { return _mm_cvtsd_f64(a.v) + _mm_cvtsd_f64(_mm_unpackhi_pd(a.v, a.v)); }
+inline __m128d both(Two a) { return _mm_add_sd(a.v, _mm_unpackhi_pd(a.v, a.v)); }
+inline Lum64f sum(Two a) { return _mm_cvtsd_f64(both(a)); }
+// Rounded to single precision. GCC 12 drops the cast of a double to single and back where it does so to two at once.
+inline Lum32f single_sum(Two a) { return _mm_cvtss_f32(_mm_cvtsd_ss(_mm_setzero_ps(), both(a))); }
 
 // A sum in single precision, lane by lane, of values that come in rows: eight lanes for the 8-wide part of a row, value x
 // in lane x mod 8, four for the 4-wide part behind it, one for the last values, fewer than four. The lanes are those of
