@@ -45,10 +45,7 @@ inline I64 neighbour_sums(I32 a) {
 }
 
 // All bits of a lane where the byte of the mask is not 0.
-inline U8 selected(U8, const Lum8u* mask) {
-  const __m256i zero = _mm256_setzero_si256();
-  return {_mm256_cmpeq_epi8(_mm256_cmpeq_epi8(load_all(mask).v, zero), zero)};
-}
+inline U8 selected(U8, const Lum8u* mask) { return {~_mm256_cmpeq_epi8(load_all(mask).v, _mm256_setzero_si256())}; }
 inline U16 selected(U16, const Lum8u* mask) { return {_mm256_cmpgt_epi16(load(mask).v, _mm256_setzero_si256())}; }
 
 #else
@@ -83,10 +80,7 @@ inline I64 neighbour_sums(I32 a) {
   return {_mm_add_epi64(_mm_and_si128(a.v, _mm_set1_epi64x(0xFFFFFFFF)), _mm_srli_epi64(a.v, 32))};
 }
 
-inline U8 selected(U8, const Lum8u* mask) {
-  const __m128i zero = _mm_setzero_si128();
-  return {_mm_cmpeq_epi8(_mm_cmpeq_epi8(load_all(mask).v, zero), zero)};
-}
+inline U8 selected(U8, const Lum8u* mask) { return {~_mm_cmpeq_epi8(load_all(mask).v, _mm_setzero_si128())}; }
 inline U16 selected(U16, const Lum8u* mask) { return {_mm_cmpgt_epi16(load(mask).v, _mm_setzero_si128())}; }
 
 #endif
@@ -133,9 +127,25 @@ inline Eight operator&(Eight a, Eight b) { return {and_bits(a.low, b.low), and_b
 inline Eight absolute(Eight a) { return {absolute(a.low), absolute(a.high)}; }
 inline Eight min(Eight a, Eight b) { return {min(a.low, b.low), min(a.high, b.high)}; }
 inline Eight max(Eight a, Eight b) { return {max(a.low, b.low), max(a.high, b.high)}; }
-inline Eight selected(Eight, const Lum8u* mask) { return {nonzero(mask), nonzero(mask + 4)}; }
+inline Eight selected(Eight, const Lum8u* mask) {
+  const __m128i zero = _mm_cmpeq_epi8(_mm_loadl_epi64((const __m128i*)mask), _mm_setzero_si128());
+  const __m128i words = _mm_unpacklo_epi8(zero, zero);
+  return eight(_mm_castsi128_ps(~_mm_unpacklo_epi16(words, words)),
+               _mm_castsi128_ps(~_mm_unpackhi_epi16(words, words)));
+}
 
 #endif
+
+// body(eight) for every eight words of a vector.
+template <class Body>
+LUM_INLINE void each_eight(U16 v, const Body& body) {
+#ifdef __AVX2__
+  body(eight(_mm256_castsi256_si128(v.v)));
+  body(eight(_mm256_extracti128_si256(v.v, 1)));
+#else
+  body(eight(v.v));
+#endif
+}
 
 // ---- one channel of three: p points to its element of the first pixel ----
 

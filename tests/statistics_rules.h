@@ -19,6 +19,13 @@ std::array<Lum32f, 2> lane_sums(int n, const Value& value) {
   for (int i = 0; i < 4; ++i) eight[i] = (eight[i] + eight[i + 4]) + four[i];
   return {(eight[0] + eight[2]) + one, eight[1] + eight[3]};
 }
+// The same of n values in sixteen lanes, which are folded to eight first.
+template <class Value>
+std::array<Lum32f, 2> wide_lane_sums(int n, const Value& value) {
+  Lum32f lanes[16] = {};
+  for (int x = 0; x < n; ++x) lanes[x % 16] += value(x);
+  return lane_sums(8, [&](int i) { return lanes[i] + lanes[i + 8]; });
+}
 
 enum Norm { Inf, L1, L2 };
 enum Measured { OneImage, Difference, Relative };
@@ -34,17 +41,19 @@ Magnitude<S> magnitude(Magnitude<S> value) {
 // What a band of rows measures; value(x, y) is a magnitude, 0 where the mask leaves the pixel out.
 template <class S, class Value>
 Lum64f band_norm(Norm norm, int width, int begin, int end, const Value& value) {
-  constexpr int run = sizeof(S) == 2 ? 64 : INT_MAX;
+  constexpr int run = sizeof(S) == 2 ? 256 : INT_MAX;
   Magnitude<S> largest = 0;
   long long sum = 0;
   Lum64f sums[2] = {0, 0};
   for (int y = begin; y < end; ++y) {
     if (norm != Inf && (sizeof(S) == 4 || (sizeof(S) == 2 && norm == L2))) {
       for (int first = 0; first < width; first += std::min(run, width - first)) {
-        const auto two = lane_sums(std::min(run, width - first), [&](int x) {
+        const auto term = [&](int x) {
           const Lum32f v = Lum32f(value(first + x, y));
           return norm == L2 ? v * v : v;
-        });
+        };
+        const int n = std::min(run, width - first);
+        const auto two = sizeof(S) == 2 ? wide_lane_sums(n, term) : lane_sums(n, term);
         sums[0] += two[0], sums[1] += two[1];
       }
       continue;

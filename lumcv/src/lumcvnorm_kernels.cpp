@@ -88,13 +88,38 @@ class IntegerSum {
   I64 sum_ = {};
 };
 
-// Runs in single precision, added in double.
-template <class Norm, class S>
+// The sum of the squares of words, which have more digits than single precision. Each is rounded to it; runs of a row are
+// summed in sixteen lanes, pixel x in lane x mod 16, and are added in double.
+class WordSquares {
+ public:
+  using Vector = U16;
+  static constexpr int run = 256;
+  LUM_INLINE void add(U16 v, int) {
+    each_eight(v, [this](Eight e) {
+      const Eight sum = next_ + e * e;
+      next_ = other_;
+      other_ = sum;
+    });
+  }
+  LUM_INLINE void end_run() {
+    LaneSum lanes;
+    lanes.add(next_ + other_);
+    sum_ = sum_ + lanes.fold();
+    next_ = other_ = Eight{};
+  }
+  LUM_INLINE Lum64f total() const { return sum(sum_); }
+
+ private:
+  Eight next_ = {}, other_ = {};  // take turns, whatever the width of a register
+  Two sum_ = {};
+};
+
+// Sums of single-precision values or their squares: rows in single precision, added in double, the total rounded.
+template <class Norm>
 class FloatSum {
  public:
   using Vector = Eight;
-  // Rows, and short ones of 16u, whose squares have more digits than single precision.
-  static constexpr int run = sizeof(S) == sizeof(Lum32f) ? INT_MAX : 64;
+  static constexpr int run = INT_MAX;
   LUM_INLINE void add(Eight v, int n) {
     if constexpr (Norm::root) v = v * v;
     n == Eight::lanes ? run_.add(v) : run_.add_last(v, n);
@@ -103,7 +128,7 @@ class FloatSum {
     sum_ = sum_ + run_.fold();
     run_ = LaneSum{};
   }
-  LUM_INLINE Lum64f total() const { return sizeof(S) == sizeof(Lum32f) ? single_sum(sum_) : sum(sum_); }
+  LUM_INLINE Lum64f total() const { return single_sum(sum_); }
 
  private:
   LaneSum run_;
@@ -112,7 +137,7 @@ class FloatSum {
 
 template <class Norm, class S>
 struct SumOf {
-  using type = FloatSum<Norm, S>;
+  using type = FloatSum<Norm>;
 };
 template <>
 struct SumOf<Inf, Lum32f> {
@@ -125,6 +150,10 @@ struct SumOf<Inf, Lum16u> {
 template <>
 struct SumOf<L1, Lum16u> {
   using type = IntegerSum<U16>;
+};
+template <>
+struct SumOf<L2, Lum16u> {
+  using type = WordSquares;
 };
 template <>
 struct SumOf<Inf, Lum8u> {
