@@ -23,6 +23,10 @@ inline U8 operator^(U8 a, U8 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
 inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
 inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
+// Of signed bytes.
+inline U8 signed_difference(U8 a, U8 b) {
+  return {_mm256_sub_epi8(_mm256_max_epi8(a.v, b.v), _mm256_min_epi8(a.v, b.v))};
+}
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
 inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
@@ -62,6 +66,10 @@ inline U8 operator^(U8 a, U8 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm_sub_epi8(a.v, b.v)}; }
 inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
 inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
+inline U8 signed_difference(U8 a, U8 b) {
+  const __m128i negative = _mm_cmpgt_epi8(b.v, a.v);
+  return {_mm_sub_epi8(_mm_sub_epi8(a.v, b.v) ^ negative, negative)};
+}
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
 // The saturating difference is what a exceeds b by.
 inline U16 min(U16 a, U16 b) { return {_mm_sub_epi16(a.v, _mm_subs_epu16(a.v, b.v))}; }
@@ -140,8 +148,9 @@ inline Eight selected(Eight, const Lum8u* mask) {
 template <class Body>
 LUM_INLINE void each_eight(U16 v, const Body& body) {
 #ifdef __AVX2__
-  body(eight(_mm256_castsi256_si128(v.v)));
-  body(eight(_mm256_extracti128_si256(v.v, 1)));
+  const __m256i zero = _mm256_setzero_si256(), halves = _mm256_permute4x64_epi64(v.v, _MM_SHUFFLE(3, 1, 2, 0));
+  body(Eight{_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(halves, zero))});
+  body(Eight{_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(halves, zero))});
 #else
   body(eight(v.v));
 #endif

@@ -24,7 +24,7 @@ LUM_INLINE V difference(V a, V b) {
   if constexpr (std::is_same_v<V, Eight>)
     return absolute(a - b);
   else if constexpr (std::is_same_v<S, Lum8s>)
-    return absolute_difference(a ^ splat(Lum8u(0x80)), b ^ splat(Lum8u(0x80)));  // in the same order as unsigned bytes
+    return signed_difference(a, b);
   else
     return absolute_difference(a, b);
 }
