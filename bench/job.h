@@ -10,6 +10,7 @@ constexpr Lum32f kSigma = 1.5f;
 constexpr Lum32f kWeight = 0.05f;
 constexpr int kConstant = 100;
 constexpr Lum32f kFactor = -1;  // after which floats are no smaller, however often
+constexpr int kChannel = 2;     // of interest
 
 // Becomes what the function wants to see.
 struct Pointer {

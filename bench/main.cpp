@@ -168,7 +168,8 @@ bool equals_scalar(const Library& library, const Member& member, LumSize roi) {
   fill_destination(job, member);
   loop(job);
   const Lum8u* const result = job.dst;
-  const std::vector<Lum8u> expected(result, result + job.dst_step * roi.height);
+  const size_t bytes = member.results ? member.results * sizeof(Lum64f) : size_t(job.dst_step) * roi.height;
+  const std::vector<Lum8u> expected(result, result + bytes);
   fill_destination(job, member);
   return member.call(library.find(member.function), job) == lumStatusOk &&
          std::equal(expected.begin(), expected.end(), result);

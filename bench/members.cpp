@@ -193,6 +193,29 @@ void add_vectors(List& list) {
              false);
 }
 
+// ---- norms ----
+
+void add_norm(List& list, Member member) {
+  member.family = "Masked norms";
+  member.setting = member.channels == 1 ? "C1" : "C3C";
+  member.masked = true;
+  member.results = 1;
+  list.push_back(member);
+}
+
+void add_norms(List& list) {
+#define LUM_SELECTED LUM_MASK, j.roi
+#define LUM_NORM(name, S, C, planes, ...) \
+  add_norm(list, {#name, "", "", C, planes, sizeof(S), 0, LUM_CALL(name, __VA_ARGS__, j.dst)});
+#define LUM_NORM_C1(name, S, Norm, k) LUM_NORM(name, S, 1, 1, LUM_SOURCE, LUM_SELECTED)
+#define LUM_NORM_C3C(name, S, Norm, k) LUM_NORM(name, S, 3, 1, LUM_SOURCE, LUM_SELECTED, kChannel)
+#define LUM_NORM_DIFF_C1(name, S, Norm, k) LUM_NORM(name, S, 1, 2, LUM_SOURCES, LUM_SELECTED)
+#define LUM_NORM_DIFF_C3C(name, S, Norm, k) LUM_NORM(name, S, 3, 2, LUM_SOURCES, LUM_SELECTED, kChannel)
+#define LUM_NORM_REL_C1 LUM_NORM_DIFF_C1
+#define LUM_NORM_REL_C3C LUM_NORM_DIFF_C3C
+#include "lumcv/src/lumcvnorm.inc"
+}
+
 Library opened(const char* level, const char* file) {
   // Local: each library keeps to its own functions although all export the same names.
   void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
@@ -213,6 +236,7 @@ const List& members() {
     add_canny(made);
     add_accumulators(made);
     add_vectors(made);
+    add_norms(made);
     return made;
   }();
   return list;

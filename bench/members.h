@@ -21,6 +21,7 @@ struct Member {
   bool masked = false;
   bool in_place = false;  // the destination is read too
   int scale = 0;
+  int results = 0;  // numbers that it writes in place of a destination
 
   double bytes(LumSize roi) const {
     const int element = src_planes * src_bytes + (in_place ? 2 : 1) * dst_bytes;

@@ -38,6 +38,15 @@ T* noise() {
   return plane;
 }
 
+Lum8u* mask() {
+  static Lum8u* const plane = [] {
+    Lum8u* const made = allocate<Lum8u>(kElements / 3);
+    for (size_t i = 0; i < kElements / 3; ++i) made[i] = i == 0 || noise<Lum8u>()[i] % 2;
+    return made;
+  }();
+  return plane;
+}
+
 Lum8u* destination() {
   static Lum8u* const plane = allocate<Lum8u>(kElements * sizeof(Lum32f));
   return plane;
@@ -96,17 +105,6 @@ Pointer noise_of(int element_bytes) {
   return element_bytes == 2 ? Pointer{noise<Lum16s, Seed>()} : Pointer{noise<Lum8u, Seed>()};
 }
 
-// A pixel in two is selected, in random places.
-const Lum8u* mask() {
-  static const Lum8u* const plane = [] {
-    Lum8u* const made = allocate<Lum8u>(kElements / 3);
-    std::transform(noise<Lum8u>(), noise<Lum8u>() + kElements / 3, made,
-                   [](Lum8u v) { return Lum8u(v < 128 ? 0 : v); });
-    return made;
-  }();
-  return plane;
-}
-
 void set_sources(Job& job, const Member& member) {
   const bool floats = member.src_bytes == 4;
   if (!member.derivatives) {
@@ -116,6 +114,7 @@ void set_sources(Job& job, const Member& member) {
   }
   static std::map<std::pair<int, int>, Derivatives> made;
   const Derivatives& d = made.try_emplace({job.roi.width, job.roi.height}, job.roi).first->second;
+  const bool floats = member.src_bytes == 4;
   job.src = floats ? Pointer{d.dx_float} : Pointer{d.dx};
   job.src2 = floats ? Pointer{d.dy_float} : Pointer{d.dy};
 }
@@ -180,7 +179,7 @@ Job make_job(const Member& member, LumSize roi, const Library& library) {
 }
 
 void fill_destination(const Job& job, const Member& member) {
-  const size_t bytes = size_t(job.dst_step) * job.roi.height;
+  const size_t bytes = size_t(job.dst_step) * job.roi.height + member.results * sizeof(Lum64f);
   if (member.in_place)
     memcpy(job.dst, noise_of<3>(member.dst_bytes), bytes);
   else

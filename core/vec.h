@@ -53,7 +53,7 @@ inline F32 operator+(F32 a, F32 b) { return {_mm256_add_ps(a.v, b.v)}; }
 inline F32 operator-(F32 a, F32 b) { return {_mm256_sub_ps(a.v, b.v)}; }
 inline F32 operator*(F32 a, F32 b) { return {_mm256_mul_ps(a.v, b.v)}; }
 inline F32 operator-(F32 a) { return {_mm256_xor_ps(a.v, _mm256_set1_ps(-0.0f))}; }
-// b where either is NaN or both are 0.
+// The second operand where one is NaN or both are 0.
 inline F32 min(F32 a, F32 b) { return {_mm256_min_ps(a.v, b.v)}; }
 inline F32 max(F32 a, F32 b) { return {_mm256_max_ps(a.v, b.v)}; }
 inline I16 operator+(I16 a, I16 b) { return {_mm256_add_epi16(a.v, b.v)}; }

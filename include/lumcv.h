@@ -10,6 +10,7 @@
 #include "lumcv_filters.h"
 #include "lumcv_frame.h"
 #include "lumcv_image.h"
+#include "lumcv_statistics.h"
 #include "lumcv_types.h"
 #include "lumcv_vector.h"
 

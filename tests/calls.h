@@ -25,7 +25,7 @@ struct Arguments {
   void* dst = nullptr;
   int step = 0, step2 = 0, mask_step = 0, dst_step = 0;
   int width = 1, height = 1;
-  int taps = 3, anchor = 0, mask = 33, border = lumBorderRepl, divisor = 1;
+  int taps = 3, anchor = 0, mask = 33, border = lumBorderRepl, divisor = 1, coi = 1;
   double border_value = 0, value = 0;
   float sigma = 1, low = 10, high = 20;
   int scale = 0, comparison = 0;                           // of scaled differences and of thresholds
@@ -78,6 +78,7 @@ constexpr auto bad_anchor = wrong<lumStatusBadAnchor>;
 constexpr auto bad_mask = wrong<lumStatusBadMaskSize>;
 constexpr auto bad_mode = wrong<lumStatusUnsupportedMode>;
 constexpr auto bad_argument = wrong<lumStatusBadArgument>;
+constexpr auto bad_channel = wrong<lumStatusBadChannelOfInterest>;
 
 // A width whose row of pixels takes so many bytes that a product of 32 bits would accept any step.
 constexpr int wrapping_width(int pixel_bytes) {
