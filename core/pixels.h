@@ -24,6 +24,7 @@ inline U8 operator-(U8 a, U8 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
 inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
 inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline U16 operator^(U16 a, U16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
 inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 
@@ -66,6 +67,7 @@ inline U8 operator-(U8 a, U8 b) { return {_mm_sub_epi8(a.v, b.v)}; }
 inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
 inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline U16 operator^(U16 a, U16 b) { return {_mm_xor_si128(a.v, b.v)}; }
 // The saturating difference is what a exceeds b by.
 inline U16 min(U16 a, U16 b) { return {_mm_sub_epi16(a.v, _mm_subs_epu16(a.v, b.v))}; }
 inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.v))}; }
@@ -97,6 +99,15 @@ inline long long sum(I64 a) {
   long long lanes[I64::lanes], total = 0;
   store(lanes, a);
   for (const long long lane : lanes) total += lane;
+  return total;
+}
+
+// Of signed lanes.
+inline long long sum(I32 a) {
+  Lum32s lanes[I32::lanes];
+  memcpy(lanes, &a.v, sizeof lanes);
+  long long total = 0;
+  for (const Lum32s lane : lanes) total += lane;
   return total;
 }
 
@@ -136,6 +147,8 @@ inline Eight max(Eight a, Eight b) { return {max(a.low, b.low), max(a.high, b.hi
 inline Eight selected(Eight, const Lum8u* mask) { return {nonzero(mask), nonzero(mask + 4)}; }
 
 #endif
+
+inline Eight eight(Lum32f a) { return eight(_mm_set1_ps(a), _mm_set1_ps(a)); }
 
 // ---- one channel of three: p points to its element of the first pixel ----
 

@@ -9,6 +9,7 @@
 #include "lumcv_features.h"
 #include "lumcv_filters.h"
 #include "lumcv_frame.h"
+#include "lumcv_statistics.h"
 #include "lumcv_types.h"
 
 #endif
