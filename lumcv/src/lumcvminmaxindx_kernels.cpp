@@ -69,7 +69,7 @@ struct Range {
   static constexpr Lane kTop = kFloat<S> ? Lane(INFINITY) : Lane(-1), kBottom = kFloat<S> ? Lane(-INFINITY) : Lane(0);
 
   V low = all_lanes(kTop), high = all_lanes(kBottom);
-  V chosen = all_lanes(Lane(0));  // by the mask; counts for floats, of which all may be NaN
+  V chosen = all_lanes(Lane(0));  // by the mask; kept for floats, of which all may be NaN
 
   LUM_INLINE void add(V v) {
     low = min(v, low);  // of floats the second operand where one is NaN: that changes nothing
@@ -84,44 +84,60 @@ struct Range {
       high = max(v & mask, high);
     }
   }
+  LUM_INLINE void add(const Range& other) {
+    low = min(other.low, low);
+    high = max(other.high, high);
+    if constexpr (kFloat<S>) chosen = chosen | other.chosen;
+  }
 };
+
+template <class S, int Channels, bool Masked>
+LUM_INLINE void add_block(Range<S>& range, const S* p, const Lum8u* mask) {
+  using V = typename Lanes<S>::V;
+  const V v = Lanes<S>::ordered(load_pixels<V, Channels>(p));
+  if constexpr (Masked)
+    range.add(v, selected<V>(mask));
+  else
+    range.add(v);
+}
 
 template <class S, int Channels, bool Masked>
 LUM_INLINE Range<S> range_of_row(const S* p, const Lum8u* mask, int n) {
   using V = typename Lanes<S>::V;
-  Range<S> range;
-  const auto add = [&](int x) {
-    const V v = Lanes<S>::ordered(load_pixels<V, Channels>(p + (ptrdiff_t)x * Channels));
-    if constexpr (Masked)
-      range.add(v, selected<V>(mask + x));
-    else
-      range.add(v);
-  };
-  for (int x = 0; x <= n - V::lanes; x += V::lanes) add(x);
-  if (n % V::lanes == 0) return range;
-  if (n > V::lanes) {  // pixels that come twice do no harm
-    add(n - V::lanes);
+  Range<S> range, odd;
+  if (n < V::lanes) {
+    Lum8u first[V::lanes] = {};
+    memset(first, 1, n);
+    range.add(Lanes<S>::ordered(load_last_pixels<V, Channels>(p, n)),
+              Masked ? selected_last<V>(mask, n) : selected<V>(first));
     return range;
   }
-  Lum8u first[V::lanes] = {};
-  memset(first, 1, n);
-  range.add(Lanes<S>::ordered(load_last_pixels<V, Channels>(p, n)),
-            Masked ? selected_last<V>(mask, n) : selected<V>(first));
+  int x = 0;
+  for (; x <= n - 2 * V::lanes; x += 2 * V::lanes) {
+    add_block<S, Channels, Masked>(range, p + x * Channels, mask + x);
+    add_block<S, Channels, Masked>(odd, p + (x + V::lanes) * Channels, mask + x + V::lanes);
+  }
+  range.add(odd);
+  if (x <= n - V::lanes) add_block<S, Channels, Masked>(range, p + x * Channels, mask + x);
+  // Pixels that come twice do no harm.
+  if (n % V::lanes != 0) add_block<S, Channels, Masked>(range, p + (n - V::lanes) * Channels, mask + n - V::lanes);
   return range;
 }
 
-template <class S>
-auto lowest(const Range<S>& range) {
-  typename Lanes<S>::Lane lanes[Lanes<S>::V::lanes], least = Range<S>::kTop;
-  store(lanes, range.low);
-  for (const auto lane : lanes) least = lane < least ? lane : least;
+template <class Lane, class V>
+Lane lowest(V v) {
+  Lane lanes[V::lanes];
+  store(lanes, v);
+  Lane least = lanes[0];
+  for (const Lane lane : lanes) least = lane < least ? lane : least;
   return least;
 }
-template <class S>
-auto highest(const Range<S>& range) {
-  typename Lanes<S>::Lane lanes[Lanes<S>::V::lanes], greatest = Range<S>::kBottom;
-  store(lanes, range.high);
-  for (const auto lane : lanes) greatest = lane > greatest ? lane : greatest;
+template <class Lane, class V>
+Lane highest(V v) {
+  Lane lanes[V::lanes];
+  store(lanes, v);
+  Lane greatest = lanes[0];
+  for (const Lane lane : lanes) greatest = lane > greatest ? lane : greatest;
   return greatest;
 }
 
@@ -129,6 +145,7 @@ auto highest(const Range<S>& range) {
 
 template <class S, int Channels, bool Masked>
 Extremes extremes(const Pixels& band) {
+  using Lane = typename Lanes<S>::Lane;
   Extremes e = {};
   bool number = false;  // met
   Range<S> best;
@@ -138,7 +155,7 @@ Extremes extremes(const Pixels& band) {
     const Range<S> row = range_of_row<S, Channels, Masked>(p, mask, band.size.width);
     // Most rows bring nothing new.
     if (number && !any_above(best.low, row.low) && !any_above(row.high, best.high)) continue;
-    const auto low = lowest(row), high = highest(row);
+    const Lane low = lowest<Lane>(row.low), high = highest<Lane>(row.high);
     if (!(low <= high)) {
       if constexpr (kFloat<S>)
         if (!e.seen && (!Masked || any_sign(row.chosen))) e = {true, NAN, NAN, y, y};
