@@ -23,6 +23,10 @@ inline U8 operator^(U8 a, U8 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
 inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
 inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
+// Of signed bytes.
+inline U8 signed_difference(U8 a, U8 b) {
+  return {_mm256_sub_epi8(_mm256_max_epi8(a.v, b.v), _mm256_min_epi8(a.v, b.v))};
+}
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline U16 operator^(U16 a, U16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
@@ -46,10 +50,7 @@ inline I64 neighbour_sums(I32 a) {
 }
 
 // All bits of a lane where the byte of the mask is not 0.
-inline U8 selected(U8, const Lum8u* mask) {
-  const __m256i zero = _mm256_setzero_si256();
-  return {_mm256_cmpeq_epi8(_mm256_cmpeq_epi8(load_all(mask).v, zero), zero)};
-}
+inline U8 selected(U8, const Lum8u* mask) { return {~_mm256_cmpeq_epi8(load_all(mask).v, _mm256_setzero_si256())}; }
 inline U16 selected(U16, const Lum8u* mask) { return {_mm256_cmpgt_epi16(load(mask).v, _mm256_setzero_si256())}; }
 
 #else
@@ -66,6 +67,10 @@ inline U8 operator^(U8 a, U8 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm_sub_epi8(a.v, b.v)}; }
 inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
 inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
+inline U8 signed_difference(U8 a, U8 b) {
+  const __m128i negative = _mm_cmpgt_epi8(b.v, a.v);
+  return {_mm_sub_epi8(_mm_sub_epi8(a.v, b.v) ^ negative, negative)};
+}
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline U16 operator^(U16 a, U16 b) { return {_mm_xor_si128(a.v, b.v)}; }
 // The saturating difference is what a exceeds b by.
@@ -85,10 +90,7 @@ inline I64 neighbour_sums(I32 a) {
   return {_mm_add_epi64(_mm_and_si128(a.v, _mm_set1_epi64x(0xFFFFFFFF)), _mm_srli_epi64(a.v, 32))};
 }
 
-inline U8 selected(U8, const Lum8u* mask) {
-  const __m128i zero = _mm_setzero_si128();
-  return {_mm_cmpeq_epi8(_mm_cmpeq_epi8(load_all(mask).v, zero), zero)};
-}
+inline U8 selected(U8, const Lum8u* mask) { return {~_mm_cmpeq_epi8(load_all(mask).v, _mm_setzero_si128())}; }
 inline U16 selected(U16, const Lum8u* mask) { return {_mm_cmpgt_epi16(load(mask).v, _mm_setzero_si128())}; }
 
 #endif
@@ -144,11 +146,28 @@ inline Eight operator&(Eight a, Eight b) { return {and_bits(a.low, b.low), and_b
 inline Eight absolute(Eight a) { return {absolute(a.low), absolute(a.high)}; }
 inline Eight min(Eight a, Eight b) { return {min(a.low, b.low), min(a.high, b.high)}; }
 inline Eight max(Eight a, Eight b) { return {max(a.low, b.low), max(a.high, b.high)}; }
-inline Eight selected(Eight, const Lum8u* mask) { return {nonzero(mask), nonzero(mask + 4)}; }
+inline Eight selected(Eight, const Lum8u* mask) {
+  const __m128i zero = _mm_cmpeq_epi8(_mm_loadl_epi64((const __m128i*)mask), _mm_setzero_si128());
+  const __m128i words = _mm_unpacklo_epi8(zero, zero);
+  return eight(_mm_castsi128_ps(~_mm_unpacklo_epi16(words, words)),
+               _mm_castsi128_ps(~_mm_unpackhi_epi16(words, words)));
+}
 
 #endif
 
 inline Eight eight(Lum32f a) { return eight(_mm_set1_ps(a), _mm_set1_ps(a)); }
+
+// body(eight) for every eight words of a vector.
+template <class Body>
+LUM_INLINE void each_eight(U16 v, const Body& body) {
+#ifdef __AVX2__
+  const __m256i zero = _mm256_setzero_si256(), halves = _mm256_permute4x64_epi64(v.v, _MM_SHUFFLE(3, 1, 2, 0));
+  body(Eight{_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(halves, zero))});
+  body(Eight{_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(halves, zero))});
+#else
+  body(eight(v.v));
+#endif
+}
 
 // ---- one channel of three: p points to its element of the first pixel ----
 
@@ -255,7 +274,10 @@ struct Two {
   __m128d v;
 };
 inline Two operator+(Two a, Two b) { return {_mm_add_pd(a.v, b.v)}; }
-inline Lum64f sum(Two a) { return _mm_cvtsd_f64(a.v) + _mm_cvtsd_f64(_mm_unpackhi_pd(a.v, a.v)); }
+inline __m128d both(Two a) { return _mm_add_sd(a.v, _mm_unpackhi_pd(a.v, a.v)); }
+inline Lum64f sum(Two a) { return _mm_cvtsd_f64(both(a)); }
+// Rounded to single precision. GCC 12 drops the cast of a double to single and back where it does so to two at once.
+inline Lum32f single_sum(Two a) { return _mm_cvtss_f32(_mm_cvtsd_ss(_mm_setzero_ps(), both(a))); }
 
 // A sum in single precision, lane by lane, of values that come in rows: eight lanes for the 8-wide part of a row, value x
 // in lane x mod 8, four for the 4-wide part behind it, one for the last values, fewer than four. The lanes are those of

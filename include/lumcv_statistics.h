@@ -1,6 +1,6 @@
 /**
  * @file
- * @brief Statistics of an image: means, deviations and extrema.
+ * @brief Statistics of images: norms, means, deviations and extrema.
  */
 #ifndef LUMCV_STATISTICS_H
 #define LUMCV_STATISTICS_H
@@ -10,6 +10,335 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/**
+ * @defgroup norms Norms under a mask
+ * @brief How large the pixels of an image are, or how far two images differ, where a mask selects.
+ *
+ * Norms of the magnitudes |v| of the selected pixels:
+ * - `Inf`: the largest |v|;
+ * - `L1`: the sum of |v|;
+ * - `L2`: the square root of the sum of v x v.
+ *
+ * All are 0 where no pixel is selected. A pixel is selected where the byte at its row and column of the mask is not 0;
+ * the others do not matter, not even if they are infinite or no number. Of `C3CMR` functions the images have three
+ * channels, of which one takes part, and the mask has one byte for a pixel.
+ *
+ * |v| is exact for integers: |-128| is 128, and 8s differences reach 255. 32f subtracts in single precision and clears the
+ * sign.
+ *
+ * **Precision.** It depends on the element type, and some of it shows:
+ * - 8u, 8s: `Inf` and `L2` are exact (the sum, before its root). `L1` sums in 32 bits for each thread, and a sum above
+ *   2147483647 wraps: the result is too small then, perhaps negative.
+ * - 16u: `Inf` and `L1` are exact. Squares of `L2` are single precision, rounded even if there is one only; runs of 64
+ *   pixels of a row are summed in single precision, and the runs in double.
+ * - 32f: differences, squares and the sum of a row are single precision, the rows are added in double and the total is
+ *   rounded to single precision again. A row is summed in eight lanes (pixel x in lane x mod 8), those pixels that are
+ *   left of it in four and in one, which are added at the end. A NaN among the selected pixels makes `L1` and `L2` NaN;
+ *   `Inf` passes over it.
+ *
+ * **Threads.** Where width x height reaches the product of thread count and 2^k, each thread takes a band of
+ * height / threads rows (the last also the remainder). What the bands measure is combined in their order, sums in double
+ * precision; of 32f each band's sum has been rounded to single. So `L1` of bytes, where it wraps, and the last digits of
+ * 16u `L2` and 32f depend on the thread count; from call to call, and on every processor, they are the same. The bands'
+ * results are on the stack, or above 32 threads in memory of lumsMalloc_64f().
+ *
+ * Checks, in order: ::lumStatusNullPointer if a pointer is null; ::lumStatusBadSize if width or height is below 1;
+ * ::lumStatusBadStep if any step, the mask's included, is below its row's length; ::lumStatusStepNotPixelMultiple if the
+ * step of an image is not a multiple of its element size; ::lumStatusBadChannelOfInterest if @p coi is not 1, 2 or 3;
+ * ::lumStatusNoMemory if memory for the bands' results is not available. On an error nothing is written. Images and masks
+ * may overlap in any way, and the result must not lie in them.
+ * @{
+ */
+
+/**
+ * @name Norm of an image: Inf
+ * @brief The largest magnitude of one image.
+ * @param pSrc image. @param srcStep its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes.
+ *
+ * k is 17, but 19 for 8u_C1MR, 8s_C1MR and 16u_C1MR and 15 for 32f_C3CMR.
+ * @{
+ */
+LUM_API LumStatus lumiNorm_Inf_8u_C1MR(const Lum8u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_8u_C3CMR(const Lum8u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_8s_C1MR(const Lum8s* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_8s_C3CMR(const Lum8s* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_16u_C1MR(const Lum16u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_16u_C3CMR(const Lum16u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                         LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_32f_C1MR(const Lum32f* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_Inf_32f_C3CMR(const Lum32f* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                         LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of an image: L1
+ * @brief The sum of the magnitudes of one image.
+ * @param pSrc image. @param srcStep its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes.
+ *
+ * k is 17.
+ * @{
+ */
+LUM_API LumStatus lumiNorm_L1_8u_C1MR(const Lum8u* pSrc, int srcStep, const Lum8u* pMask, int maskStep, LumSize roiSize,
+                                      Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_8u_C3CMR(const Lum8u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_8s_C1MR(const Lum8s* pSrc, int srcStep, const Lum8u* pMask, int maskStep, LumSize roiSize,
+                                      Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_8s_C3CMR(const Lum8s* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_16u_C1MR(const Lum16u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_16u_C3CMR(const Lum16u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_32f_C1MR(const Lum32f* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L1_32f_C3CMR(const Lum32f* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of an image: L2
+ * @brief The root of the sum of the squares of one image.
+ * @param pSrc image. @param srcStep its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes.
+ *
+ * k is 17.
+ * @{
+ */
+LUM_API LumStatus lumiNorm_L2_8u_C1MR(const Lum8u* pSrc, int srcStep, const Lum8u* pMask, int maskStep, LumSize roiSize,
+                                      Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_8u_C3CMR(const Lum8u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_8s_C1MR(const Lum8s* pSrc, int srcStep, const Lum8u* pMask, int maskStep, LumSize roiSize,
+                                      Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_8s_C3CMR(const Lum8s* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_16u_C1MR(const Lum16u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_16u_C3CMR(const Lum16u* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_32f_C1MR(const Lum32f* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                       LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNorm_L2_32f_C3CMR(const Lum32f* pSrc, int srcStep, const Lum8u* pMask, int maskStep,
+                                        LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of the difference of two images: Inf
+ * @brief The largest |src1 - src2|.
+ * @param pSrc1 first image. @param src1Step its row step in bytes.
+ * @param pSrc2 second image. @param src2Step its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes.
+ *
+ * They run on the calling thread.
+ * @{
+ */
+LUM_API LumStatus lumiNormDiff_Inf_8u_C1MR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_8u_C3CMR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_8s_C1MR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_8s_C3CMR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_16u_C1MR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_16u_C3CMR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                             const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_32f_C1MR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_Inf_32f_C3CMR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                             const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of the difference of two images: L1
+ * @brief The sum of |src1 - src2|.
+ * @param pSrc1 first image. @param src1Step its row step in bytes.
+ * @param pSrc2 second image. @param src2Step its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes.
+ *
+ * k is 17, but 15 for 8s_C3CMR and 16u_C3CMR; 32f run on the calling thread.
+ * @{
+ */
+LUM_API LumStatus lumiNormDiff_L1_8u_C1MR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_8u_C3CMR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_8s_C1MR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_8s_C3CMR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_16u_C1MR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_16u_C3CMR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_32f_C1MR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L1_32f_C3CMR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of the difference of two images: L2
+ * @brief The root of the sum of the squares of src1 - src2.
+ * @param pSrc1 first image. @param src1Step its row step in bytes.
+ * @param pSrc2 second image. @param src2Step its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes.
+ *
+ * k is 17; 32f run on the calling thread.
+ * @{
+ */
+LUM_API LumStatus lumiNormDiff_L2_8u_C1MR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_8u_C3CMR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_8s_C1MR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_8s_C3CMR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_16u_C1MR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_16u_C3CMR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_32f_C1MR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormDiff_L2_32f_C3CMR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of the difference of two images, relative to the second: Inf
+ * @brief The largest |src1 - src2| divided by the largest |src2|.
+ * @param pSrc1 first image. @param src1Step its row step in bytes.
+ * @param pSrc2 second image. @param src2Step its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes, or ::lumStatusWarnDivByZero if the divisor is 0: the result is plus infinity
+ * then, minus infinity if the dividend is negative (a sum that wrapped), NaN if it is 0 too.
+ *
+ * k is 17, but 15 for 16u_C3CMR and 32f.
+ * @{
+ */
+LUM_API LumStatus lumiNormRel_Inf_8u_C1MR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_8u_C3CMR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_8s_C1MR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_8s_C3CMR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_16u_C1MR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_16u_C3CMR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_32f_C1MR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_Inf_32f_C3CMR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                            const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of the difference of two images, relative to the second: L1
+ * @brief The sum of |src1 - src2| divided by the sum of |src2|.
+ * @param pSrc1 first image. @param src1Step its row step in bytes.
+ * @param pSrc2 second image. @param src2Step its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes, or ::lumStatusWarnDivByZero if the divisor is 0: the result is plus infinity
+ * then, minus infinity if the dividend is negative (a sum that wrapped), NaN if it is 0 too.
+ *
+ * k is 17, but 15 for 16u_C3CMR; 8u_C1MR and 32f run on the calling thread.
+ * @{
+ */
+LUM_API LumStatus lumiNormRel_L1_8u_C1MR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                         const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_8u_C3CMR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_8s_C1MR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                         const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_8s_C3CMR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_16u_C1MR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_16u_C3CMR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_32f_C1MR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L1_32f_C3CMR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+
+/**
+ * @name Norm of the difference of two images, relative to the second: L2
+ * @brief The root of the quotient of two sums of squares: of src1 - src2, and of src2.
+ * @param pSrc1 first image. @param src1Step its row step in bytes.
+ * @param pSrc2 second image. @param src2Step its row step in bytes.
+ * @param pMask mask. @param maskStep its row step in bytes.
+ * @param roiSize size of all of them in pixels.
+ * @param coi (C3CMR) channel of interest, 1 to 3.
+ * @param pNorm receives the norm.
+ * @return A status as the group describes, or ::lumStatusWarnDivByZero if the divisor is 0: the result is plus infinity
+ * then, minus infinity if the dividend is negative (a sum that wrapped), NaN if it is 0 too.
+ *
+ * k is 17, but 15 for 16u_C3CMR; 32f run on the calling thread.
+ * @{
+ */
+LUM_API LumStatus lumiNormRel_L2_8u_C1MR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                         const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_8u_C3CMR(const Lum8u* pSrc1, int src1Step, const Lum8u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_8s_C1MR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                         const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_8s_C3CMR(const Lum8s* pSrc1, int src1Step, const Lum8s* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_16u_C1MR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_16u_C3CMR(const Lum16u* pSrc1, int src1Step, const Lum16u* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_32f_C1MR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                          const Lum8u* pMask, int maskStep, LumSize roiSize, Lum64f* pNorm);
+LUM_API LumStatus lumiNormRel_L2_32f_C3CMR(const Lum32f* pSrc1, int src1Step, const Lum32f* pSrc2, int src2Step,
+                                           const Lum8u* pMask, int maskStep, LumSize roiSize, int coi, Lum64f* pNorm);
+/** @} */
+/** @} */
 
 /**
  * @defgroup moments Means and deviations
