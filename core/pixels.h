@@ -18,16 +18,14 @@ struct I64 {
 inline void store(long long* p, I64 a) { _mm256_storeu_si256((__m256i*)p, a.v); }
 inline I64 operator+(I64 a, I64 b) { return {_mm256_add_epi64(a.v, b.v)}; }
 
-inline U8 operator&(U8 a, U8 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline U8 operator^(U8 a, U8 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
-inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
-inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
 // Of signed bytes.
 inline U8 signed_difference(U8 a, U8 b) {
   return {_mm256_sub_epi8(_mm256_max_epi8(a.v, b.v), _mm256_min_epi8(a.v, b.v))};
 }
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline U16 operator^(U16 a, U16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
 inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 
@@ -61,16 +59,14 @@ struct I64 {
 inline void store(long long* p, I64 a) { _mm_storeu_si128((__m128i*)p, a.v); }
 inline I64 operator+(I64 a, I64 b) { return {_mm_add_epi64(a.v, b.v)}; }
 
-inline U8 operator&(U8 a, U8 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline U8 operator^(U8 a, U8 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm_sub_epi8(a.v, b.v)}; }
-inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
-inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
 inline U8 signed_difference(U8 a, U8 b) {
   const __m128i negative = _mm_cmpgt_epi8(b.v, a.v);
   return {_mm_sub_epi8(_mm_sub_epi8(a.v, b.v) ^ negative, negative)};
 }
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline U16 operator^(U16 a, U16 b) { return {_mm_xor_si128(a.v, b.v)}; }
 // The saturating difference is what a exceeds b by.
 inline U16 min(U16 a, U16 b) { return {_mm_sub_epi16(a.v, _mm_subs_epu16(a.v, b.v))}; }
 inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.v))}; }
@@ -99,6 +95,15 @@ inline long long sum(I64 a) {
   long long lanes[I64::lanes], total = 0;
   store(lanes, a);
   for (const long long lane : lanes) total += lane;
+  return total;
+}
+
+// Of signed lanes.
+inline long long sum(I32 a) {
+  Lum32s lanes[I32::lanes];
+  memcpy(lanes, &a.v, sizeof lanes);
+  long long total = 0;
+  for (const Lum32s lane : lanes) total += lane;
   return total;
 }
 
@@ -143,6 +148,8 @@ inline Eight selected(Eight, const Lum8u* mask) {
 }
 
 #endif
+
+inline Eight eight(Lum32f a) { return eight(_mm_set1_ps(a), _mm_set1_ps(a)); }
 
 // body(eight) for every eight words of a vector.
 template <class Body>

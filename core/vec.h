@@ -200,8 +200,6 @@ inline void store_bypassing(Lum8u* p, U8 a) { _mm256_stream_si256((__m256i*)p, a
 inline F32 square_root(F32 a) { return {_mm256_sqrt_ps(a.v)}; }
 inline F32 less(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
 inline F32 or_bits(F32 a, F32 b) { return {_mm256_or_ps(a.v, b.v)}; }
-inline U8 min(U8 a, U8 b) { return {_mm256_min_epu8(a.v, b.v)}; }
-inline U8 max(U8 a, U8 b) { return {_mm256_max_epu8(a.v, b.v)}; }
 inline I16 max(I16 a, I16 b) { return {_mm256_max_epi16(a.v, b.v)}; }
 
 inline I32 load(const Lum32s* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
@@ -418,8 +416,6 @@ inline void store_bypassing(Lum8u* p, U8 a) { _mm_stream_si128((__m128i*)p, a.v)
 inline F32 square_root(F32 a) { return {_mm_sqrt_ps(a.v)}; }
 inline F32 less(F32 a, F32 b) { return {_mm_cmplt_ps(a.v, b.v)}; }
 inline F32 or_bits(F32 a, F32 b) { return {_mm_or_ps(a.v, b.v)}; }
-inline U8 min(U8 a, U8 b) { return {_mm_min_epu8(a.v, b.v)}; }
-inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
 inline I16 max(I16 a, I16 b) { return {_mm_max_epi16(a.v, b.v)}; }
 
 inline I32 load(const Lum32s* p) { return {_mm_loadu_si128((const __m128i*)p)}; }

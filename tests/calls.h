@@ -32,6 +32,9 @@ struct Arguments {
   int from_width = 1, from_height = 1, top = 0, left = 0;  // of an image within the one of width and height
   Lum8u* buffer = nullptr;
   int* bytes = nullptr;  // of the functions that tell a buffer's size
+  Lum64f *mean = nullptr, *deviation = nullptr;
+  Lum32f *least = nullptr, *greatest = nullptr;
+  LumPoint *least_at = nullptr, *greatest_at = nullptr;
 
   LumSize roi() const { return {width, height}; }
   LumSize from_roi() const { return {from_width, from_height}; }
