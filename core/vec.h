@@ -15,6 +15,12 @@
 
 namespace lum::LUM_LEVEL {
 
+inline __m128i four_bytes(const void* p) {
+  int bytes;
+  memcpy(&bytes, p, sizeof bytes);
+  return _mm_cvtsi32_si128(bytes);
+}
+
 #ifdef __AVX2__
 
 struct F32 {
@@ -226,6 +232,24 @@ struct F64 {
 inline F64 load(const Lum64f* p) { return {_mm256_loadu_pd(p)}; }
 inline void store(Lum64f* p, F64 a) { _mm256_storeu_pd(p, a.v); }
 inline F64 f64(Lum64f a) { return {_mm256_set1_pd(a)}; }
+inline F64 operator+(F64 a, F64 b) { return {_mm256_add_pd(a.v, b.v)}; }
+inline F64 operator-(F64 a, F64 b) { return {_mm256_sub_pd(a.v, b.v)}; }
+inline F64 operator*(F64 a, F64 b) { return {_mm256_mul_pd(a.v, b.v)}; }
+inline F64 and_bits(F64 a, F64 b) { return {_mm256_and_pd(a.v, b.v)}; }
+inline F64 absolute(F64 a) { return {_mm256_andnot_pd(_mm256_set1_pd(-0.0), a.v)}; }
+inline F64 widen_twice(const Lum32f* p) { return {_mm256_cvtps_pd(_mm_loadu_ps(p))}; }
+// All bits of a lane where the byte is not 0.
+inline F64 nonzero_twice(const Lum8u* p) {
+  const __m256i zero = _mm256_cmpeq_epi64(_mm256_cvtepu8_epi64(four_bytes(p)), _mm256_setzero_si256());
+  return {_mm256_castsi256_pd(~zero)};
+}
+// Stores both rounded to single precision, where the bits of all lanes agree.
+inline bool store_where_equal(Lum32f* p, F64 a, F64 b) {
+  const __m128i first = _mm_castps_si128(_mm256_cvtpd_ps(a.v)), second = _mm_castps_si128(_mm256_cvtpd_ps(b.v));
+  if (_mm_movemask_epi8(_mm_cmpeq_epi32(first, second)) != 0xFFFF) return false;
+  _mm_storeu_si128((__m128i*)p, first);
+  return true;
+}
 inline F64 min(F64 a, F64 b) { return {_mm256_min_pd(a.v, b.v)}; }
 inline F64 max(F64 a, F64 b) { return {_mm256_max_pd(a.v, b.v)}; }
 inline F64 less(F64 a, F64 b) { return {_mm256_cmp_pd(a.v, b.v, _CMP_LT_OQ)}; }
@@ -354,11 +378,6 @@ inline I32 round_nearest(F32 a) { return {_mm_cvtps_epi32(a.v)}; }
 inline I32 truncate(F32 a) { return {_mm_cvttps_epi32(a.v)}; }
 
 inline F32 widen_words(__m128i words) { return {_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, _mm_setzero_si128()))}; }
-inline __m128i four_bytes(const void* p) {
-  int bytes;
-  memcpy(&bytes, p, sizeof bytes);
-  return _mm_cvtsi32_si128(bytes);
-}
 inline F32 widen(const Lum8u* p) { return widen_words(_mm_unpacklo_epi8(four_bytes(p), _mm_setzero_si128())); }
 inline F32 widen(const Lum8s* p) {
   const __m128i bytes = four_bytes(p), words = _mm_unpacklo_epi8(bytes, bytes);
@@ -444,6 +463,22 @@ struct F64 {
 inline F64 load(const Lum64f* p) { return {_mm_loadu_pd(p)}; }
 inline void store(Lum64f* p, F64 a) { _mm_storeu_pd(p, a.v); }
 inline F64 f64(Lum64f a) { return {_mm_set1_pd(a)}; }
+inline F64 operator+(F64 a, F64 b) { return {_mm_add_pd(a.v, b.v)}; }
+inline F64 operator-(F64 a, F64 b) { return {_mm_sub_pd(a.v, b.v)}; }
+inline F64 operator*(F64 a, F64 b) { return {_mm_mul_pd(a.v, b.v)}; }
+inline F64 and_bits(F64 a, F64 b) { return {_mm_and_pd(a.v, b.v)}; }
+inline F64 absolute(F64 a) { return {_mm_andnot_pd(_mm_set1_pd(-0.0), a.v)}; }
+inline F64 widen_twice(const Lum32f* p) { return {_mm_cvtps_pd(_mm_castsi128_ps(_mm_loadl_epi64((const __m128i*)p)))}; }
+inline F64 nonzero_twice(const Lum8u* p) {
+  const __m128i zero = _mm_cmpeq_epi32(_mm_setr_epi32(p[0], p[0], p[1], p[1]), _mm_setzero_si128());
+  return {_mm_castsi128_pd(~zero)};
+}
+inline bool store_where_equal(Lum32f* p, F64 a, F64 b) {
+  const __m128i first = _mm_castps_si128(_mm_cvtpd_ps(a.v)), second = _mm_castps_si128(_mm_cvtpd_ps(b.v));
+  if (_mm_movemask_epi8(_mm_cmpeq_epi32(first, second)) != 0xFFFF) return false;
+  _mm_storel_epi64((__m128i*)p, first);
+  return true;
+}
 inline F64 min(F64 a, F64 b) { return {_mm_min_pd(a.v, b.v)}; }
 inline F64 max(F64 a, F64 b) { return {_mm_max_pd(a.v, b.v)}; }
 inline F64 less(F64 a, F64 b) { return {_mm_cmplt_pd(a.v, b.v)}; }

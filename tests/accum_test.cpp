@@ -145,6 +145,23 @@ TEST(Accumulators, EqualModel) {
   });
 }
 
+// Just below the middle of two floats, which is where double precision would put it.
+TEST(Accumulators, ExtendedPrecision) {
+  const LumSize roi = {19, 1};
+  const Lum32f old = 1 + 0x1p-23f, alpha = 0x1p-24f * (1 + 0x1p-18f);
+  Plane<Lum32f> src(roi), acc(roi);
+  Plane<Lum8u> mask(roi);
+  src.fill([&](int, int) { return old + (1 - 0x1p-18f); });
+  mask.fill([](int x, int) { return x % 3; });
+  acc.fill([&](int x, int) { return x % 5 ? old : -old; });
+  std::vector<Lum32f> expected;
+  for (int x = 0; x < roi.width; ++x)
+    expected.push_back(extended_model(src.get(x, 0), x % 3 != 0, acc.get(x, 0), alpha));
+  ASSERT_EQ(lumStatusOk, lumiAddWeighted_32f_C1IMR(src.data(), src.step(), mask.data(), mask.step(), acc.data(),
+                                                   acc.step(), roi, alpha));
+  EXPECT_TRUE(acc.equals([&](int x, int) { return expected[x]; }));
+}
+
 TEST(Accumulators, WrongArguments) {
   each_member([]<class Op, class S, class D>(const Member<Op, S, D>& m) {
     constexpr bool two = Member<Op, S, D>::two;
