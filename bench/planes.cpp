@@ -106,7 +106,6 @@ Pointer noise_of(int element_bytes) {
 }
 
 void set_sources(Job& job, const Member& member) {
-  const bool floats = member.src_bytes == 4;
   if (!member.derivatives) {
     job.src = noise_of<1>(member.src_bytes);
     if (member.src_planes == 2) job.src2 = noise_of<2>(member.src_bytes);
