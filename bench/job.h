@@ -11,6 +11,7 @@ constexpr Lum32f kWeight = 0.05f;
 constexpr int kConstant = 100;
 constexpr Lum32f kFactor = -1;  // after which floats are no smaller, however often
 constexpr int kChannel = 2;     // of interest
+constexpr int kBorder = 8;      // pixels around an image that is copied into a larger one
 
 // Becomes what the function wants to see.
 struct Pointer {
@@ -33,6 +34,11 @@ struct Job {
   const Lum16s* taps16;
   const Lum32f* taps32;
   Pointer buffer;
+
+  // A border and what is inside of it.
+  int left() const { return roi.width > 2 * kBorder ? kBorder : 0; }
+  int top() const { return roi.height > 2 * kBorder ? kBorder : 0; }
+  LumSize inside() const { return {roi.width - 2 * left(), roi.height - 2 * top()}; }
 
   template <class T>
   T* row(Pointer plane, int step, int y) const {

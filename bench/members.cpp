@@ -144,6 +144,57 @@ void add_accumulators(List& list) {
 #include "lumcv/src/lumcvaccum.inc"
 }
 
+void add_scaled(List& list, Member member, const char* family, bool in_place, std::initializer_list<int> scales) {
+  member.family = family;
+  member.in_place = in_place;
+  for (const int scale : scales) {
+    if (scales.size() > 1) member.setting = "scale " + std::to_string(scale);
+    member.scale = scale;
+    list.push_back(member);
+  }
+}
+
+// ---- copies, borders, differences, thresholds ----
+
+void add_copies(List& list) {
+  const std::initializer_list<int> one = {0};
+#define LUM_IMAGE(family, name, sources, T, C, in_place, scales, ...)                                                \
+  add_scaled(list, {#name, "", "", C, sources, sizeof(T), sizeof(T), LUM_CALL(name, __VA_ARGS__)}, family, in_place, \
+             scales);
+#define LUM_COPIED(name, sources, T, C, in_place, ...) \
+  LUM_IMAGE("Copies and borders", name, sources, T, C, in_place, one, __VA_ARGS__)
+#define LUM_INSIDE(plane, step) plane, step, j.inside()
+#define LUM_COPY(name, T, C) LUM_COPIED(name, 1, T, C, false, LUM_SOURCE, LUM_TARGET)
+#define LUM_COPY_REPLICATE(name, T, C) \
+  LUM_COPIED(name, 1, T, C, false, LUM_INSIDE(j.src, j.src_step), LUM_TARGET, j.top(), j.left())
+#define LUM_COPY_REPLICATE_I(name, T, C)                                                                              \
+  LUM_COPIED(name, 0, T, C, true, j.row<T>(j.dst, j.dst_step, j.top()) + j.left() * C, j.dst_step, j.inside(), j.roi, \
+             j.top(), j.left())
+#define LUM_SET(name) LUM_COPIED(name, 0, Lum8u, 1, false, kConstant, LUM_TARGET)
+#define LUM_COPY_CONST(name) \
+  LUM_COPIED(name, 1, Lum8u, 1, false, LUM_INSIDE(j.src, j.src_step), LUM_TARGET, j.top(), j.left(), kConstant)
+#include "lumcv/src/lumcvcopy.inc"
+}
+
+void add_arithmetic(List& list) {
+  const std::initializer_list<int> one = {0}, three = {0, 3, -3};
+#define LUM_COMPUTED(name, sources, T, C, in_place, scales, ...) \
+  LUM_IMAGE("Differences and thresholds", name, sources, T, C, in_place, scales, __VA_ARGS__)
+#define LUM_SUB(name, T, C) LUM_COMPUTED(name, 2, T, C, false, one, LUM_SOURCES, LUM_TARGET)
+#define LUM_SUB_I(name, T, C) LUM_COMPUTED(name, 1, T, C, true, one, LUM_SOURCE, LUM_TARGET)
+#define LUM_SUB_SCALED(name, T, C) LUM_COMPUTED(name, 2, T, C, false, three, LUM_SOURCES, LUM_TARGET, j.scale)
+#define LUM_SUB_SCALED_I(name, T, C) LUM_COMPUTED(name, 1, T, C, true, three, LUM_SOURCE, LUM_TARGET, j.scale)
+#define LUM_THRESHOLD(name, T) \
+  LUM_COMPUTED(name, 1, T, 1, false, one, LUM_SOURCE, LUM_TARGET, kConstant, lumCompareLess)
+#define LUM_THRESHOLD_LT(name, T) LUM_COMPUTED(name, 1, T, 1, false, one, LUM_SOURCE, LUM_TARGET, kConstant)
+#define LUM_THRESHOLD_LT_I(name, T) LUM_COMPUTED(name, 0, T, 1, true, one, LUM_TARGET, kConstant)
+#define LUM_THRESHOLD_VAL(name, T) \
+  LUM_COMPUTED(name, 1, T, 1, false, one, LUM_SOURCE, LUM_TARGET, kConstant, 0, lumCompareGreater)
+#define LUM_THRESHOLD_GTVAL(name, T) LUM_COMPUTED(name, 1, T, 1, false, one, LUM_SOURCE, LUM_TARGET, kConstant, 0)
+#define LUM_THRESHOLD_GTVAL_I(name, T) LUM_COMPUTED(name, 0, T, 1, true, one, LUM_TARGET, kConstant, 0)
+#include "lumcv/src/lumcvarithm.inc"
+}
+
 // ---- vector functions ----
 
 // A warning is no failure.
@@ -157,14 +208,8 @@ void add_accumulators(List& list) {
     return std::min(reinterpret_cast<decltype(&name)>(f)(__VA_ARGS__, j.roi.width * j.roi.height, j.scale), 0); \
   }
 
-void add_vector(List& list, Member member, bool in_place, std::initializer_list<int> scales = {0}) {
-  member.family = "Vector functions";
-  member.in_place = in_place;
-  for (const int scale : scales) {
-    if (scales.size() > 1) member.setting = "scale " + std::to_string(scale);
-    member.scale = scale;
-    list.push_back(member);
-  }
+void add_vector(List& list, const Member& member, bool in_place, std::initializer_list<int> scales = {0}) {
+  add_scaled(list, member, "Vector functions", in_place, scales);
 }
 
 void add_vectors(List& list) {
@@ -235,6 +280,8 @@ const List& members() {
     add_passes(made);
     add_canny(made);
     add_accumulators(made);
+    add_copies(made);
+    add_arithmetic(made);
     add_vectors(made);
     add_norms(made);
     return made;

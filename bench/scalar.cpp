@@ -335,6 +335,46 @@ void abs_diff(const Job& job) {
   }
 }
 
+// ---- copies, borders, differences, thresholds ----
+
+// d = f(a, b, job), the destination's own element where there is no source.
+template <class T, int C, int Sources, auto f>
+void each_element(const Job& job) {
+  for (int y = 0; y < job.roi.height; ++y) {
+    T* const d = job.row<T>(job.dst, job.dst_step, y);
+    const T* const a = Sources > 0 ? job.row<const T>(job.src, job.src_step, y) : d;
+    const T* const b = Sources > 1 ? job.row<const T>(job.src2, job.src_step, y) : d;
+    for (int x = 0; x < job.roi.width * C; ++x) d[x] = T(f(a[x], b[x], job));
+  }
+}
+constexpr auto copied = [](auto s, auto, const Job&) { return s; };
+constexpr auto constant = [](auto, auto, const Job&) { return kConstant; };
+constexpr auto subtracted = [](auto a, auto b, const Job&) { return b - a; };
+constexpr auto subtracted_scaled = [](auto a, auto b, const Job& job) {
+  const int d = std::max(b - a, 0), scale = job.scale;
+  if (scale > 0) return (d + (1 << (scale - 1)) - 1 + (d >> scale & 1)) >> scale;
+  return std::min(d << -scale, 255);
+};
+constexpr auto raised = [](auto a, auto, const Job&) { return a > kConstant ? a : kConstant; };
+constexpr auto replaced = [](auto a, auto, const Job&) { return a > kConstant ? 0 : a; };
+
+// The source is inside of the destination already, or is copied there.
+template <class T, int C, bool InPlace, bool Constant>
+void extend(const Job& job) {
+  const LumSize inside = job.inside();
+  for (int y = 0; y < job.roi.height; ++y) {
+    const int from_y = std::clamp(y - job.top(), 0, inside.height - 1);
+    const T* const from = InPlace ? job.row<const T>(job.dst, job.dst_step, from_y + job.top()) + job.left() * C
+                                  : job.row<const T>(job.src, job.src_step, from_y);
+    T* const to = job.row<T>(job.dst, job.dst_step, y);
+    for (int x = 0; x < job.roi.width; ++x) {
+      const int from_x = std::clamp(x - job.left(), 0, inside.width - 1);
+      const bool border = from_x != x - job.left() || from_y != y - job.top();
+      for (int c = 0; c < C; ++c) to[x * C + c] = Constant && border ? kConstant : from[from_x * C + c];
+    }
+  }
+}
+
 // ---- vector functions ----
 
 // dst[i] = f(src[i], dst[i], job)
@@ -345,8 +385,6 @@ void each(const Job& job) {
   const int n = job.roi.width * job.roi.height;
   for (int i = 0; i < n; ++i) dst[i] = D(f(src[i], dst[i], job));
 }
-constexpr auto copied = [](auto s, auto, const Job&) { return s; };
-constexpr auto constant = [](auto, auto, const Job&) { return kConstant; };
 constexpr auto cleared = [](auto, auto, const Job&) { return 0; };
 constexpr auto multiplied = [](auto, auto d, const Job&) { return d * kFactor; };
 constexpr auto rooted = [](auto, auto d, const Job&) { return std::sqrt(d); };
@@ -415,6 +453,23 @@ const Named kLoops[] = {
 #define LUM_ABS_DIFF(name, S) {#name, abs_diff<S, false>},
 #define LUM_ABS_DIFF_C(name, S, V) {#name, abs_diff<S, true>},
 #include "lumcv/src/lumcvaccum.inc"
+#define LUM_COPY(name, T, C) {#name, each_element<T, C, 1, copied>},
+#define LUM_COPY_REPLICATE(name, T, C) {#name, extend<T, C, false, false>},
+#define LUM_COPY_REPLICATE_I(name, T, C) {#name, extend<T, C, true, false>},
+#define LUM_SET(name) {#name, each_element<Lum8u, 1, 0, constant>},
+#define LUM_COPY_CONST(name) {#name, extend<Lum8u, 1, false, true>},
+#include "lumcv/src/lumcvcopy.inc"
+#define LUM_SUB(name, T, C) {#name, each_element<T, C, 2, subtracted>},
+#define LUM_SUB_I(name, T, C) {#name, each_element<T, C, 1, subtracted>},
+#define LUM_SUB_SCALED(name, T, C) {#name, each_element<T, C, 2, subtracted_scaled>},
+#define LUM_SUB_SCALED_I(name, T, C) {#name, each_element<T, C, 1, subtracted_scaled>},
+#define LUM_THRESHOLD(name, T) {#name, each_element<T, 1, 1, raised>},
+#define LUM_THRESHOLD_LT(name, T) {#name, each_element<T, 1, 1, raised>},
+#define LUM_THRESHOLD_LT_I(name, T) {#name, each_element<T, 1, 0, raised>},
+#define LUM_THRESHOLD_VAL(name, T) {#name, each_element<T, 1, 1, replaced>},
+#define LUM_THRESHOLD_GTVAL(name, T) {#name, each_element<T, 1, 1, replaced>},
+#define LUM_THRESHOLD_GTVAL_I(name, T) {#name, each_element<T, 1, 0, replaced>},
+#include "lumcv/src/lumcvarithm.inc"
 #define LUM_VECTOR_COPY(name, T) {#name, each<T, T, copied>},
 #define LUM_VECTOR_SET(name, T) {#name, each<T, T, constant>},
 #define LUM_VECTOR_ZERO(name, T) {#name, each<T, T, cleared>},

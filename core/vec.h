@@ -421,7 +421,7 @@ inline U8 max(U8 a, U8 b) { return {_mm_max_epu8(a.v, b.v)}; }
 inline U8 subtract_saturated(U8 a, U8 b) { return {_mm_subs_epu8(a.v, b.v)}; }
 inline U8 equal(U8 a, U8 b) { return {_mm_cmpeq_epi8(a.v, b.v)}; }
 inline U8 select(U8 mask, U8 a, U8 b) {
-  return {_mm_or_si128(_mm_and_si128(mask.v, a.v), _mm_andnot_si128(mask.v, b.v))};
+  return {_mm_xor_si128(_mm_and_si128(_mm_xor_si128(a.v, b.v), mask.v), b.v)};  // fewer copies than with and-not
 }
 inline U8 shift_left(U8 a, int bits) {
   return splat(Lum8u(0xFF << bits)) & U8{_mm_sll_epi16(a.v, _mm_cvtsi32_si128(bits))};

@@ -50,19 +50,35 @@ struct ReplacedAbove {
   LUM_INLINE U8 operator()(U8 a, U8) const { return select(equal(min(a, threshold), a), a, value); }
 };
 
-// The destination may be a source. Its last vector overlaps the one before, so it is computed before anything is written.
+template <class T, class Op>
+LUM_INLINE auto compute(const T* a, const T* b, ptrdiff_t x, const Op& op) {
+  return op(load_all(a + x), load_all(b + x));
+}
+
+// The destination may be a source: its last vector, which overlaps the one before, is computed before that is written.
 template <class T, class Op>
 LUM_INLINE void write_row(const T* a, const T* b, T* d, ptrdiff_t n, const Op& op) {
   using V = decltype(load_all(a));
-  const ptrdiff_t behind = n - V::lanes;
+  constexpr int step = V::lanes;
+  const ptrdiff_t behind = n - step;
   if (behind < 0) {
-    T first_a[V::lanes] = {}, first_b[V::lanes] = {};
+    T first_a[step] = {}, first_b[step] = {};
     memcpy(first_a, a, n * sizeof(T));
     memcpy(first_b, b, n * sizeof(T));
-    return store_first(d, op(load_all(first_a), load_all(first_b)), int(n));
+    return store_first(d, compute(first_a, first_b, 0, op), int(n));
   }
-  const V last = op(load_all(a + behind), load_all(b + behind));
-  for (ptrdiff_t x = 0; x < behind; x += V::lanes) store(d + x, op(load_all(a + x), load_all(b + x)));
+  ptrdiff_t x = 0;
+  for (; x <= behind - 2 * step; x += 2 * step) {
+    const V v = compute(a, b, x, op), next = compute(a, b, x + step, op);
+    store(d + x, v);
+    store(d + x + step, next);
+  }
+  if (x <= behind - step) {
+    store(d + x, compute(a, b, x, op));
+    x += step;
+  }
+  const V last = compute(a, b, behind, op);
+  if (x < behind) store(d + x, compute(a, b, x, op));
   store(d + behind, last);
 }
 

@@ -2,6 +2,8 @@
 // lumcvcopy_kernels.cpp.
 #include "lumcvcopy.h"
 
+#include <stdint.h>
+
 #include "lumcv_image.h"
 #include "lumcvcopy_kernels.h"
 
@@ -19,13 +21,26 @@ Runs runs(long long row_bytes, int height, int in_cache, bool gapless) {
   return {ptrdiff_t(row_bytes), height, bypass};
 }
 
+// Where the rows of an image lie.
+struct Extent {
+  long long begin, end;
+  Extent(Image<const Lum8u> image, long long row_bytes, int height) {
+    const long long first = (long long)(uintptr_t)image.data, last = first + (long long)image.step * (height - 1);
+    begin = first < last ? first : last;
+    end = (first < last ? last : first) + row_bytes;
+  }
+};
+
 LumStatus copy(Image<const Lum8u> src, Image<Lum8u> dst, LumSize roi, int pixel_bytes) {
   const LumStatus status = first_error(pointers(src.data, dst.data), size(roi));
   if (status != lumStatusOk) return status;
   const long long row_bytes = (long long)roi.width * pixel_bytes;
-  // Rows that read what others wrote are copied in their order.
-  const bool gapless =
-      src.step == row_bytes && dst.step == row_bytes && !overlap(src.data, dst.data, size_t(row_bytes * roi.height));
+  const Extent from(src, row_bytes, roi.height), to({dst.data, dst.step}, row_bytes, roi.height);
+  if (from.begin < to.end && to.begin < from.end) {
+    for (int y = 0; y < roi.height; ++y) memmove(dst.row(y), src.row(y), size_t(row_bytes));
+    return lumStatusOk;
+  }
+  const bool gapless = src.step == row_bytes && dst.step == row_bytes;
   LUM_PICK(level(), copy_runs)(src, dst, runs(row_bytes, roi.height, kCopiedInCache, gapless));
   return lumStatusOk;
 }

@@ -1,16 +1,9 @@
 // Kernels of the copies, which see bytes only.
 #pragma once
-#include <stdint.h>
-
 #include "core/image.h"
 #include "core/level.h"
 
 namespace lum {
-
-// Whether two blocks of n bytes have any in common.
-LUM_INLINE bool overlap(const void* a, const void* b, size_t n) {
-  return (uintptr_t)a - (uintptr_t)b + n - 1 < 2 * n - 1;
-}
 
 // Runs of so many bytes, a step apart.
 struct Runs {
@@ -32,6 +25,7 @@ struct Bordered {
 
 // clang-format off
 LUM_FOR_LEVELS(
+  // From what does not overlap the destination.
   void copy_runs(Image<const Lum8u> src, Image<Lum8u> dst, Runs runs);
   void set_runs(Lum8u value, Image<Lum8u> dst, Runs runs);
   template <class T, int C>
