@@ -1,20 +1,22 @@
 #!/usr/bin/env bash
-# usage: fuzz.sh MINUTES [separable|fixed|canny|image_file]
+# usage: fuzz.sh MINUTES [TARGET]
 # Builds the fuzz targets with clang and runs all of them, or one, for so many minutes in total. What they learn is kept
 # in build/fuzz/corpus, and inputs that make them fail in build/fuzz/crashes.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
+all=(separable fixed canny accum image vector norm moments image_file)
+
 usage() {
-  echo "usage: ${0##*/} MINUTES [separable|fixed|canny|image_file]" >&2
+  echo "usage: ${0##*/} MINUTES [TARGET], a target of: ${all[*]}" >&2
   exit 2
 }
 [[ "${1:-}" =~ ^[1-9][0-9]{0,4}$ ]] || usage
-case "${2:-all}" in
-  all) targets=(separable fixed canny image_file) ;;
-  separable | fixed | canny | image_file) targets=("$2") ;;
-  *) usage ;;
-esac
+targets=("${all[@]}")
+if (($# > 1)); then
+  targets=("$2")
+  [[ " ${all[*]} " == *" $2 "* ]] || usage
+fi
 source scripts/stages.sh
 
 crashes=build/fuzz/crashes
