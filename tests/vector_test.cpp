@@ -203,6 +203,21 @@ void each_member(const Body& body) {
     });
   }
 
+  TEST(Vector, OneNegativeIsEnough) {
+    each_member([&]<class S, class D>(const Member<S, D>& m) {
+      if constexpr (std::is_signed_v<S>)
+        for (int n = 1; m.warns && n <= 80; ++n)
+          for (int at = 0; at < n; ++at) {
+            std::vector<S> from(n, S(4));
+            std::vector<D> to(n, D(4));
+            from[at] = S(-1), to[at] = D(-1);
+            A a;
+            a.divisor = at % 2 * 17;
+            check(m, from, to, a, 0);
+          }
+    });
+  }
+
   TEST(Vector, WrongArguments) {
     each_member([]<class S, class D>(const Member<S, D>& m) {
       const Block src(64), dst(64);
