@@ -88,7 +88,7 @@ TEST(Means, EqualModel) {
   each_member([&]<class S>(const Member<S>& m) {
     for (int content = 0; content < kContents; ++content)
       for (unsigned selected : {0u, 10u, 500u, 1000u}) {
-        for (int width = 1; width <= 70; width += 1 + int(random() % 3))
+        for (int width = 1; width <= 70; width += 1 + int(random() % 5))
           check(m, {width, 1 + int(random() % 4)}, Content(content), selected, 1, random);
         check(m, {9000, 1 + int(random() % 3)}, Content(content), selected, 1, random);
       }
