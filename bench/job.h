@@ -7,6 +7,7 @@ namespace bench {
 // A few percent of the pixels of a photograph are edges of its Sobel derivatives.
 constexpr Lum32f kLowThreshold = 120, kHighThreshold = 300;
 constexpr Lum32f kSigma = 1.5f;
+constexpr int kChannel = 2;  // of interest
 
 // Becomes what the function wants to see.
 struct Pointer {
@@ -23,6 +24,7 @@ struct Job {
   int taps, divisor;
   Pointer src, src2, dst;  // the second source is Canny's vertical derivative
   int src_step, dst_step;
+  Pointer mask;                // selects half of the pixels, in random places; its step is the width
   Pointer src_rows, dst_rows;  // height + taps - 1 and height pointers
   const Lum16s* taps16;
   const Lum32f* taps32;

@@ -165,7 +165,8 @@ bool equals_scalar(const Library& library, const Member& member, LumSize roi) {
   if (!loop) return false;
   loop(job);
   const Lum8u* const result = job.dst;
-  const std::vector<Lum8u> expected(result, result + job.dst_step * roi.height);
+  const size_t bytes = member.results ? member.results * sizeof(Lum64f) : size_t(job.dst_step) * roi.height;
+  const std::vector<Lum8u> expected(result, result + bytes);
   memset(job.dst, 0xA5, expected.size());
   return member.call(library.find(member.function), job) == lumStatusOk &&
          std::equal(expected.begin(), expected.end(), result);

@@ -108,6 +108,30 @@ void add_canny(List& list) {
   LUM_CANNY(lumiCanny_32f8u_C1R, Lum32f)
 }
 
+// ---- norms ----
+
+void add_norm(List& list, Member member) {
+  member.family = "Masked norms";
+  member.setting = member.channels == 1 ? "C1" : "C3C";
+  member.masked = true;
+  member.results = 1;
+  list.push_back(member);
+}
+
+void add_norms(List& list) {
+#define LUM_IMAGE j.src, j.src_step
+#define LUM_MASK j.mask, j.roi.width, j.roi
+#define LUM_NORM(name, S, C, planes, ...) \
+  add_norm(list, {#name, "", "", C, planes, sizeof(S), 0, LUM_CALL(name, __VA_ARGS__, j.dst)});
+#define LUM_NORM_C1(name, S, Norm, k) LUM_NORM(name, S, 1, 1, LUM_IMAGE, LUM_MASK)
+#define LUM_NORM_C3C(name, S, Norm, k) LUM_NORM(name, S, 3, 1, LUM_IMAGE, LUM_MASK, kChannel)
+#define LUM_NORM_DIFF_C1(name, S, Norm, k) LUM_NORM(name, S, 1, 2, LUM_IMAGE, j.src2, j.src_step, LUM_MASK)
+#define LUM_NORM_DIFF_C3C(name, S, Norm, k) LUM_NORM(name, S, 3, 2, LUM_IMAGE, j.src2, j.src_step, LUM_MASK, kChannel)
+#define LUM_NORM_REL_C1 LUM_NORM_DIFF_C1
+#define LUM_NORM_REL_C3C LUM_NORM_DIFF_C3C
+#include "lumcv/src/lumcvnorm.inc"
+}
+
 Library opened(const char* level, const char* file) {
   // Local: each library keeps to its own functions although all export the same names.
   void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
@@ -126,6 +150,7 @@ const List& members() {
     add_gauss(made);
     add_passes(made);
     add_canny(made);
+    add_norms(made);
     return made;
   }();
   return list;

@@ -17,9 +17,11 @@ struct Member {
   int size_argument = 0;  // the mask or the number of taps, where the size of the buffer depends on it
   int factor = 1;         // of the integer taps 1 2 1, 1 2 3 2 1 and so on
   int divisor = 1;
+  bool masked = false;
+  int results = 0;  // numbers that it writes in place of a destination
 
   double bytes(LumSize roi) const {
-    return double(roi.width) * roi.height * channels * (src_planes * src_bytes + dst_bytes);
+    return double(roi.width) * roi.height * (channels * (src_planes * src_bytes + dst_bytes) + masked);
   }
 };
 

@@ -23,15 +23,24 @@ T* allocate(size_t n) {
 }
 
 // No kernel's time but Canny's depends on the pixels. 16s and 32f have the range of derivatives of bytes.
-template <class T>
+template <class T, int Seed = 1>
 T* noise() {
   static T* const plane = [] {
     T* const made = allocate<T>(kElements);
-    unsigned state = 1;
+    unsigned state = Seed;
     for (size_t i = 0; i < kElements; ++i) {
       state = state * 1664525 + 1013904223;
       made[i] = T(sizeof(T) == 1 ? int(state >> 24) : int(state >> 21) - 1024);
     }
+    return made;
+  }();
+  return plane;
+}
+
+Lum8u* mask() {
+  static Lum8u* const plane = [] {
+    Lum8u* const made = allocate<Lum8u>(kElements / 3);
+    for (size_t i = 0; i < kElements / 3; ++i) made[i] = i == 0 || noise<Lum8u>()[i] % 2;
     return made;
   }();
   return plane;
@@ -89,16 +98,21 @@ struct Derivatives {
   }
 };
 
+template <int Seed>
+Pointer noise_of(int bytes) {
+  if (bytes == 4) return {noise<Lum32f, Seed>()};
+  if (bytes == 2) return {noise<Lum16s, Seed>()};
+  return {noise<Lum8u, Seed>()};
+}
+
 void set_sources(Job& job, const Member& member) {
-  const bool floats = member.src_bytes == 4;
-  if (member.src_planes == 1) {
-    job.src = floats                  ? Pointer{noise<Lum32f>()}
-              : member.src_bytes == 2 ? Pointer{noise<Lum16s>()}
-                                      : Pointer{noise<Lum8u>()};
-    return;
-  }
+  job.mask = {mask()};
+  job.src = noise_of<1>(member.src_bytes);
+  if (member.src_planes == 1) return;
+  if (member.masked) return void(job.src2 = noise_of<2>(member.src_bytes));
   static std::map<std::pair<int, int>, Derivatives> made;
   const Derivatives& d = made.try_emplace({job.roi.width, job.roi.height}, job.roi).first->second;
+  const bool floats = member.src_bytes == 4;
   job.src = floats ? Pointer{d.dx_float} : Pointer{d.dx};
   job.src2 = floats ? Pointer{d.dy_float} : Pointer{d.dy};
 }
@@ -129,6 +143,7 @@ void set_rows(Job& job) {
 }
 
 void set_buffer(Job& job, const Member& member, const Library& library) {
+  if (member.size_function.empty()) return;
   static std::vector<Lum8u> buffer;
   void* const size = library.find(member.size_function);
   const int argument = member.size_argument;

@@ -81,10 +81,11 @@ void print_family(std::ostream& out, const Figures& figures, const std::string& 
 
 std::string group_of(const Member& member) {
   std::string what = member.family, types = member.function.substr(member.function.find('_') + 1);
-  for (const char* word : {"Row", "Column", "Laplacian", "Lowpass", "Sobel", "Scharr"})
+  for (const char* word : {"Row", "Column", "Laplacian", "Lowpass", "Sobel", "Scharr", "Norm", "NormDiff", "NormRel"})
     if (member.function.find(word) != std::string::npos) what = word;
   if (what == "Sobel" || what == "Scharr") what = "Sobel, Scharr";
-  if (types.starts_with("Low_")) types.erase(0, 4);
+  for (const std::string word : {"Low_", "Inf_", "L1_", "L2_"})
+    if (types.starts_with(word)) types.erase(0, word.size());
   types.erase(types.find('_'));
   const std::string size = member.setting.substr(0, member.setting.find(' '));
   return what + ' ' + types + (size.empty() ? "" : ' ' + size) + (member.factor > 1 ? ", fixed point" : "");

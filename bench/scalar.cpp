@@ -10,6 +10,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "tests/statistics_rules.h"
+
 namespace bench {
 namespace {
 
@@ -280,6 +282,21 @@ void canny(const Job& job) {
   }
 }
 
+// ---- norms ----
+
+template <test::Measured Measured, test::Norm Norm, class S, int C>
+void norm(const Job& job) {
+  const int channel = C == 1 ? 0 : kChannel - 1;
+  const auto plane = [&](Pointer p) {
+    return [&, p](int x, int y) { return job.row<const S>(p, job.src_step, y)[x * C + channel]; };
+  };
+  const Lum8u* const mask = job.mask;
+  Lum64f* const result = job.dst;
+  *result = test::masked_norm<S>(Measured, Norm, job.roi, 1, plane(job.src), plane(job.src2), [&](int x, int y) {
+              return mask[size_t(y) * job.roi.width + x] != 0;
+            }).value;
+}
+
 struct Named {
   std::string_view function;
   Scalar loop;
@@ -299,6 +316,14 @@ const Named kLoops[] = {
 #define LUM_COLUMN_INTEGER(name, D, C) {#name, column_pass<Lum16s, D, C>},
 #define LUM_COLUMN_FLOAT(name, C) {#name, column_pass<Lum32f, Lum32f, C>},
 #include "lumcv/src/lumcvseparable.inc"
+#define LUM_NORM(name, S, Measured, Norm, C) {#name, norm<test::Measured, test::Norm, S, C>},
+#define LUM_NORM_C1(name, S, Norm, k) LUM_NORM(name, S, OneImage, Norm, 1)
+#define LUM_NORM_C3C(name, S, Norm, k) LUM_NORM(name, S, OneImage, Norm, 3)
+#define LUM_NORM_DIFF_C1(name, S, Norm, k) LUM_NORM(name, S, Difference, Norm, 1)
+#define LUM_NORM_DIFF_C3C(name, S, Norm, k) LUM_NORM(name, S, Difference, Norm, 3)
+#define LUM_NORM_REL_C1(name, S, Norm, k) LUM_NORM(name, S, Relative, Norm, 1)
+#define LUM_NORM_REL_C3C(name, S, Norm, k) LUM_NORM(name, S, Relative, Norm, 3)
+#include "lumcv/src/lumcvnorm.inc"
     {"lumiFilterGaussBorder_32f_C1R", gauss},
     {"lumiCanny_16s8u_C1R", canny<Lum16s>},
     {"lumiCanny_32f8u_C1R", canny<Lum32f>},

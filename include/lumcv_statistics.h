@@ -30,12 +30,12 @@ extern "C" {
  * **Precision.** It depends on the element type, and some of it shows:
  * - 8u, 8s: `Inf` and `L2` are exact (the sum, before its root). `L1` sums in 32 bits for each thread, and a sum above
  *   2147483647 wraps: the result is too small then, perhaps negative.
- * - 16u: `Inf` and `L1` are exact. Squares of `L2` are single precision, rounded even if there is one only; runs of 64
- *   pixels of a row are summed in single precision, and the runs in double.
+ * - 16u: `Inf` and `L1` are exact. The squares of `L2` are single precision, so even one may be rounded; runs of 256
+ *   pixels of a row are summed in single precision, in sixteen lanes (pixel x in lane x mod 16), the runs in double.
  * - 32f: differences, squares and the sum of a row are single precision, the rows are added in double and the total is
- *   rounded to single precision again. A row is summed in eight lanes (pixel x in lane x mod 8), those pixels that are
- *   left of it in four and in one, which are added at the end. A NaN among the selected pixels makes `L1` and `L2` NaN;
- *   `Inf` passes over it.
+ *   rounded to single precision again. A row is summed in eight lanes (pixel x in lane x mod 8), what is left of it in
+ *   four and in one; the lanes are added at its end. A NaN among the selected pixels makes `L1` and `L2` NaN; `Inf`
+ *   passes over it.
  *
  * **Threads.** Where width x height reaches the product of thread count and 2^k, each thread takes a band of
  * height / threads rows (the last also the remainder). What the bands measure is combined in their order, sums in double

@@ -39,7 +39,8 @@ extern "C" {
  * and nothing has been written then. Warnings are positive and come with complete output.
  *
  * **Threads.** Every function may be called from any thread at any time, also inside a parallel region of the caller.
- * Results do not depend on the thread count, the instruction set or the word size.
+ * Results do not depend on the instruction set or the word size, nor, but for sums whose description says so, on the
+ * thread count.
  * @{
  */
 
