@@ -26,6 +26,16 @@ inline U8 signed_difference(U8 a, U8 b) {
 }
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline U16 operator^(U16 a, U16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
+inline U16 operator-(U16 a, U16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
+inline I32 operator-(I32 a, I32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+template <int Bits>
+inline I32 shift_left(I32 a) {
+  return {_mm256_slli_epi32(a.v, Bits)};
+}
+template <int Bits>
+inline I32 shift_right_unsigned(I32 a) {
+  return {_mm256_srli_epi32(a.v, Bits)};
+}
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
 inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 
@@ -67,6 +77,16 @@ inline U8 signed_difference(U8 a, U8 b) {
 }
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline U16 operator^(U16 a, U16 b) { return {_mm_xor_si128(a.v, b.v)}; }
+inline U16 operator-(U16 a, U16 b) { return {_mm_sub_epi16(a.v, b.v)}; }
+inline I32 operator-(I32 a, I32 b) { return {_mm_sub_epi32(a.v, b.v)}; }
+template <int Bits>
+inline I32 shift_left(I32 a) {
+  return {_mm_slli_epi32(a.v, Bits)};
+}
+template <int Bits>
+inline I32 shift_right_unsigned(I32 a) {
+  return {_mm_srli_epi32(a.v, Bits)};
+}
 // The saturating difference is what a exceeds b by.
 inline U16 min(U16 a, U16 b) { return {_mm_sub_epi16(a.v, _mm_subs_epu16(a.v, b.v))}; }
 inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.v))}; }
@@ -118,6 +138,8 @@ inline Eight eight(__m128 low, __m128 high) { return {_mm256_insertf128_ps(_mm25
 inline Eight eight(__m128i words) { return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(words))}; }
 inline Eight operator&(Eight a, Eight b) { return and_bits(a, b); }
 inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
+inline Eight load_eight(const Lum32f* p) { return load(p); }
+inline I32 lanes(Eight mask) { return {_mm256_castps_si256(mask.v)}; }  // -1 where selected
 
 #else
 
@@ -145,6 +167,10 @@ inline Eight selected(Eight, const Lum8u* mask) {
   const __m128i words = _mm_unpacklo_epi8(zero, zero);
   return eight(_mm_castsi128_ps(~_mm_unpacklo_epi16(words, words)),
                _mm_castsi128_ps(~_mm_unpackhi_epi16(words, words)));
+}
+inline Eight load_eight(const Lum32f* p) { return {load(p), load(p + 4)}; }
+inline I32 lanes(Eight mask) {  // sums of two
+  return {_mm_add_epi32(_mm_castps_si128(mask.low.v), _mm_castps_si128(mask.high.v))};
 }
 
 #endif
@@ -228,7 +254,7 @@ struct Load {
 };
 template <>
 struct Load<Eight, 1> {
-  static Eight pixels(const Lum32f* p) { return eight(_mm_loadu_ps(p), _mm_loadu_ps(p + 4)); }
+  static Eight pixels(const Lum32f* p) { return load_eight(p); }
   static Eight pixels(const Lum16u* p) { return eight(_mm_loadu_si128((const __m128i*)p)); }
 };
 template <>

@@ -350,7 +350,7 @@ LUM_API LumStatus lumiNormRel_L2_32f_C3CMR(const Lum32f* pSrc1, int src1Step, co
  * is selected. Selected pixels are counted in 32 bits. The precision of the sums belongs to the result:
  *
  * - 8u, 8s: exact integers.
- * - 16u: double precision, row by row: the sums of a row (of 2^20 pixels of a longer one) are exact, and rows are added
+ * - 16u: double precision, row by row: the sums of a row (of runs of 2^17 pixels of a longer one) are exact, and rows are added
  *   from top to bottom. All sums are exact up to 2^53, which squares of 2^21 pixels stay below.
  * - 32f: single precision in eight lanes for each row, pixel x in lane x modulo 8, folded at the row's end, widened and
  *   added in double precision. Squares are single precision. A region without a mask of fewer than 100000 pixels (of one

@@ -65,7 +65,7 @@ void check(const Member<S>& m, LumSize roi, Content content, unsigned selected, 
   const long long pixels = (long long)roi.width * roi.height;
   const bool parallel = lumGetNumCoresOnDie() > 1 && m.exponent < kSerial && pixels >= (long long)threads << m.exponent;
   const Moments want = moments<S>(
-      roi, parallel ? threads : 1, !m.masked && pixels < (m.channels == 1 ? 100000 : 5000),
+      roi, parallel ? threads : 1, is_whole(roi, m.channels, m.masked),
       [&](int x, int y) { return src.get(x * m.channels + coi - 1, y); },
       [&](int x, int y) { return !m.masked || mask.get(x, y); });
   Moments got = {-7, -7};
@@ -88,7 +88,7 @@ TEST(Means, EqualModel) {
   each_member([&]<class S>(const Member<S>& m) {
     for (int content = 0; content < kContents; ++content)
       for (unsigned selected : {0u, 10u, 500u, 1000u}) {
-        for (int width = 1; width <= 70; width += 1 + int(random() % 3))
+        for (int width = 1; width <= 70; width += 1 + int(random() % 5))
           check(m, {width, 1 + int(random() % 4)}, Content(content), selected, 1, random);
         check(m, {9000, 1 + int(random() % 3)}, Content(content), selected, 1, random);
       }

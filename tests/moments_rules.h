@@ -1,30 +1,8 @@
 // Rules of means, deviations and extrema as plain loops, for tests and fuzz targets.
 #pragma once
-#include <cmath>
-#include <type_traits>
-
-#include "lumcv.h"
+#include "statistics_rules.h"
 
 namespace test {
-
-// Single-precision sums of rows: eight lanes for what is a multiple of eight, four for what is one of four behind it,
-// one for the rest.
-struct LaneSums {
-  Lum32f eight[8] = {}, four[4] = {}, one = 0;
-  Lum64f two[2] = {};
-  template <class Value>
-  void add_row(int n, const Value& value) {
-    for (int x = 0; x < n; ++x) (x < n / 8 * 8 ? eight[x % 8] : x < n / 4 * 4 ? four[x % 4] : one) += value(x);
-  }
-  void fold() {
-    for (int i = 0; i < 4; ++i) eight[i] = (eight[i] + eight[i + 4]) + four[i];
-    const Lum32f first = (eight[0] + eight[2]) + one, second = eight[1] + eight[3];
-    two[0] += first, two[1] += second;
-    for (Lum32f& lane : eight) lane = 0;
-    for (Lum32f& lane : four) lane = 0;
-    one = 0;
-  }
-};
 
 // The sum of term(x, y) over so many bands of rows; whole: in the same lanes.
 template <class Term>
@@ -34,20 +12,27 @@ Lum64f sum_of(LumSize roi, int bands, bool whole, const Term& term) {
   for (int band = 0, rows = roi.height / bands; band < bands; ++band) {
     const int end = band == bands - 1 ? roi.height : (band + 1) * rows;
     LaneSums lanes;
-    Lum64f words = 0;
+    Lum64f two[2] = {}, words = 0;
     for (int y = band * rows; y < end; ++y) {
       if constexpr (std::is_same_v<T, Lum32f>) {
         lanes.add_row(roi.width, [&](int x) { return term(x, y); });
-        if (!whole || y == end - 1) lanes.fold();
+        if (whole && y < end - 1) continue;
+        for (int i : {0, 1}) two[i] += lanes.folded()[i];
+        lanes = {};
       } else {
         long long row = 0;
         for (int x = 0; x < roi.width; ++x) row += term(x, y);
         words += Lum64f(row);
       }
     }
-    all += std::is_same_v<T, Lum32f> ? lanes.two[0] + lanes.two[1] : words;
+    all += std::is_same_v<T, Lum32f> ? two[0] + two[1] : words;
   }
   return all;
+}
+
+// Whether a region of floats is so small that all rows are summed in the same lanes.
+inline bool is_whole(LumSize roi, int channels, bool masked) {
+  return !masked && (long long)roi.width * roi.height < (channels == 1 ? 100000 : 5000);
 }
 
 struct Moments {
