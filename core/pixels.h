@@ -27,7 +27,6 @@ inline U8 signed_difference(U8 a, U8 b) {
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline U16 operator^(U16 a, U16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U16 operator-(U16 a, U16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
-inline I32 operator-(I32 a, I32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
 template <int Bits>
 inline I32 shift_left(I32 a) {
   return {_mm256_slli_epi32(a.v, Bits)};
@@ -78,7 +77,6 @@ inline U8 signed_difference(U8 a, U8 b) {
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline U16 operator^(U16 a, U16 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline U16 operator-(U16 a, U16 b) { return {_mm_sub_epi16(a.v, b.v)}; }
-inline I32 operator-(I32 a, I32 b) { return {_mm_sub_epi32(a.v, b.v)}; }
 template <int Bits>
 inline I32 shift_left(I32 a) {
   return {_mm_slli_epi32(a.v, Bits)};
