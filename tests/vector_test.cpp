@@ -84,7 +84,7 @@ void each_member(const Body& body) {
   });
 #include "lumcv/src/lumcvvector.inc"
   body(Member<Lum32f, Lum32f>{"MulC_32f", function(lumsMulC_32f_I, VALUE(Lum32f), &A::dst, &A::width),
-                              MODEL(Lum32f, Lum32f) { return d * Lum32f(a.value);
+                              MODEL(Lum32f, Lum32f) { return a.value == a.value ? d * Lum32f(a.value) : Lum32f(a.value);
 }
 , false
 }  // namespace
@@ -136,8 +136,7 @@ void each_member(const Body& body) {
       D got;
       memcpy(&got, dst.bytes() + i * sizeof(D), sizeof got);
       const D want = m.model(from[i], to[i], a);
-      // Which NaN an operation makes is not promised; one that is copied keeps its bits.
-      if (memcmp(&want, &got, sizeof want) != 0 && !(m.name.starts_with("MulC_") && want != want && got != got))
+      if (memcmp(&want, &got, sizeof want) != 0)
         FAIL() << m.name << ", element " << i << " of " << a.width << ": got " << +got << ", expected " << +want
                << " from " << +from[i] << " and " << +to[i] << ", value " << a.value << ", scale " << a.divisor;
     }
