@@ -94,8 +94,8 @@ void multiply_every(Lum16s value, Lum16s* srcDst, ptrdiff_t n, const Scaled& sca
 LUM_INLINE F32 rough_root(I32 x) { return square_root(max(to_float(x), f32(0))); }
 
 // 2^bits of the root, bits 0 to 15, is the root of 4^bits of x. It lies between n - 1/2 and n + 1/2 where that number
-// is above n^2 - n and not above n^2 + n: there are no halves. May be -1 instead of 0. From 2^15 on the square is wrong,
-// but the result, one too large or too small at most, saturates.
+// is above n^2 - n and not above n^2 + n; there are no halves. May be -1 instead of 0. From 2^15 on the square is
+// wrong, but the result, one too large or too small at most, saturates.
 template <bool Scales>
 struct RootUp {
   int bits;
