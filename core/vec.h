@@ -214,7 +214,7 @@ inline I32 operator&(I32 a, I32 b) { return {_mm256_and_si256(a.v, b.v)}; }
 inline I32 operator|(I32 a, I32 b) { return {_mm256_or_si256(a.v, b.v)}; }
 inline I32 operator>(I32 a, I32 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
 inline I32 equal(I32 a, I32 b) { return {_mm256_cmpeq_epi32(a.v, b.v)}; }
-inline I32 min(I32 a, I32 b) { return {_mm256_min_epi32(a.v, b.v)}; }
+inline I32 not_negative(I32 a) { return {_mm256_max_epi32(a.v, _mm256_setzero_si256())}; }  // 0 instead
 inline I32 shift_left(I32 a, int bits) { return {_mm256_sll_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 shift_right(I32 a, int bits) { return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 square(I32 a) { return {_mm256_mullo_epi32(a.v, a.v)}; }  // of lanes from 0 to 65535, modulo 2^32
@@ -443,10 +443,7 @@ inline I32 operator&(I32 a, I32 b) { return {_mm_and_si128(a.v, b.v)}; }
 inline I32 operator|(I32 a, I32 b) { return {_mm_or_si128(a.v, b.v)}; }
 inline I32 operator>(I32 a, I32 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
 inline I32 equal(I32 a, I32 b) { return {_mm_cmpeq_epi32(a.v, b.v)}; }
-inline I32 min(I32 a, I32 b) {
-  const __m128i greater = _mm_cmpgt_epi32(a.v, b.v);
-  return {_mm_or_si128(_mm_and_si128(greater, b.v), _mm_andnot_si128(greater, a.v))};
-}
+inline I32 not_negative(I32 a) { return {_mm_andnot_si128(_mm_srai_epi32(a.v, 31), a.v)}; }
 inline I32 shift_left(I32 a, int bits) { return {_mm_sll_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 shift_right(I32 a, int bits) { return {_mm_sra_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 square(I32 a) {

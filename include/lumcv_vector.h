@@ -15,8 +15,8 @@ extern "C" {
  * @defgroup vector Vector functions
  * @brief Operations on contiguous arrays of `len` elements, a row of a plane or a plane without padding.
  *
- * Arrays may lie at any byte, whatever their element type. The functions run on the calling thread, allocate nothing and
- * may be called from any thread.
+ * Arrays may lie at any byte, whatever their element type. The functions run on the calling thread, allocate nothing
+ * and may be called from any thread.
  *
  * Checks, in order: ::lumStatusNullPointer if a pointer is null; ::lumStatusBadSize if `len` is below 1. On an error
  * nothing is written.
@@ -24,8 +24,8 @@ extern "C" {
  * Arrays must not overlap unless a function says so. Where one is read and another updated element by element, both may
  * be the same.
  *
- * Scaled results (`Sfs`) are multiplied by 2^-scaleFactor, rounded to the nearest integer, halves to even, and saturated.
- * Every scale factor is valid.
+ * Scaled results (`Sfs`) are multiplied by 2^-scaleFactor, rounded to the nearest integer, halves to even, and
+ * saturated. Every scale factor is valid.
  * @{
  */
 
@@ -96,7 +96,8 @@ LUM_API LumStatus lumsMinEvery_32f_I(const Lum32f* pSrc, Lum32f* pSrcDst, int le
  * @param value factor, any value. @param pSrcDst operand and result. @param len number of elements.
  * @return A status as the group describes.
  *
- * A factor of 0 is no exception: infinity and NaN become NaN, and negative numbers -0.
+ * A factor of 0 is no exception: infinity and NaN become NaN, and negative numbers -0. A factor that is a NaN replaces
+ * every element, NaNs too.
  */
 LUM_API LumStatus lumsMulC_32f_I(Lum32f value, Lum32f* pSrcDst, int len);
 
@@ -111,7 +112,8 @@ LUM_API LumStatus lumsMulC_16s_ISfs(Lum16s value, Lum16s* pSrcDst, int len, int 
 /**
  * @brief srcDst[i] = square root of srcDst[i], correctly rounded.
  * @param pSrcDst operand and result. @param len number of elements.
- * @return A status as the group describes; ::lumStatusWarnSqrtNegative, with complete output, if an element was below 0.
+ * @return A status as the group describes; ::lumStatusWarnSqrtNegative, with complete output, if an element was below
+ * 0.
  *
  * Elements below 0 become NaN. -0 stays -0 and NaN stays NaN, without a warning.
  */
@@ -133,8 +135,8 @@ LUM_API LumStatus lumsSqrt_32s16s_Sfs(const Lum32s* pSrc, Lum16s* pDst, int len,
  * @param pSrcDst array. @param len number of elements.
  * @return A status as the group describes.
  *
- * -0 goes before +0. NaNs go last, in no particular order among themselves, and keep their bits. Takes constant stack and
- * at most len x log(len) steps, whatever the order of the elements.
+ * -0 goes before +0. NaNs go last, in no particular order among themselves, and keep their bits. Takes constant stack
+ * and in the order of len x log(len) steps, whatever the order of the elements.
  */
 LUM_API LumStatus lumsSortAscend_64f_I(Lum64f* pSrcDst, int len);
 

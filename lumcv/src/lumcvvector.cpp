@@ -26,8 +26,8 @@ LumStatus warns_if(bool negative) { return negative ? lumStatusWarnSqrtNegative 
 void set(Lum8u value, Lum8u* dst, int len) { memset(dst, value, bytes(dst, len)); }
 void set(Lum32f value, Lum32f* dst, int len) { LUM_PICK(level(), set_every)(value, dst, len); }
 
-// Moves NaNs behind everything else, and turns every -0 into +0. Integers carry the bits: a NaN may not survive a register
-// of the floating-point unit.
+// Moves NaNs behind everything else, and turns every -0 into +0. Integers carry the bits: a NaN may not survive a
+// register of the floating-point unit.
 struct Ordered {
   ptrdiff_t count;  // of elements that are no NaN
   ptrdiff_t minus_zeros;

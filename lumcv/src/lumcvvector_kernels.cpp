@@ -25,8 +25,16 @@ LUM_INLINE auto first_elements(const T* p, ptrdiff_t n) {
 template <class D, class F, class... S>
 LUM_INLINE void map(D* dst, ptrdiff_t n, const F& f, const S*... src) {
   constexpr int kLanes = decltype(f(elements(src)...))::lanes;
+  const auto vector = [&](ptrdiff_t at) { store(dst + at, f(elements(src + at)...)); };
   ptrdiff_t x = 0;
-  for (; x <= n - kLanes; x += kLanes) store(dst + x, f(elements(src + x)...));
+  for (; x <= n - 2 * kLanes; x += 2 * kLanes) {
+    vector(x);
+    vector(x + kLanes);
+  }
+  if (x <= n - kLanes) {
+    vector(x);
+    x += kLanes;
+  }
   if (x < n) store_first(dst + x, f(first_elements(src + x, n - x)...), int(n - x));
 }
 
@@ -42,7 +50,7 @@ LUM_INLINE V operate(Min, V a, V b) {
 
 // ---- products ----
 
-// What becomes of a product with an addend, which two factors make of 16 bits.
+// What becomes of the products of 16-bit elements. To each the product of two constants has been added.
 struct Saturated {
   static constexpr int first = 0, second = 0;
   LUM_INLINE I16 operator()(I32 low, I32 high) const { return pack(low, high); }
@@ -82,35 +90,30 @@ void multiply_every(Lum16s value, Lum16s* srcDst, ptrdiff_t n, const Scaled& sca
 
 // ---- square roots ----
 
-// To the nearest integer, but for an error of single precision that matters only next to a half. 0 of negative numbers.
-LUM_INLINE I32 rough_root(I32 x) { return round_nearest(square_root(max(to_float(x), f32(0)))); }
+// To the nearest integer it has an error that matters only next to a half. 0 of negative numbers.
+LUM_INLINE F32 rough_root(I32 x) { return square_root(max(to_float(x), f32(0))); }
 
-// The root between n - 1/2 and n + 1/2 is that of a number above n^2 - n and not above n^2 + n: there are no halves. May
-// be -1 instead of 0. From 2^15 on the square is wrong, and the root one too large or small for 16 bits nevertheless.
-struct NearestRoot {
-  LUM_INLINE I32 operator()(I32 x) const {
-    const I32 n = rough_root(x), rest = x - multiply_pairs(as_i16(n), n);
-    return n - (rest > n) + (i32(1) - n > rest);
-  }
-};
-
-// 2^bits of the root, bits 1 to 15, is the root of 4^bits of x. Beyond 2^30 all saturates.
+// 2^bits of the root, bits 0 to 15, is the root of 4^bits of x. It lies between n - 1/2 and n + 1/2 where that number
+// is above n^2 - n and not above n^2 + n; there are no halves. May be -1 instead of 0. From 2^15 on the square is
+// wrong, but the result, one too large or too small at most, saturates.
+template <bool Scales>
 struct RootUp {
   int bits;
   LUM_INLINE I32 operator()(I32 x) const {
-    const I32 positive = x - (x & shift_right(x, 31));
-    return NearestRoot{}(shift_left(min(positive, i32(1 << (30 - 2 * bits))), 2 * bits));
+    const F32 root = rough_root(x);
+    const I32 n = round_nearest(Scales ? root * f32(Lum32f(1 << bits)) : root);
+    const I32 rest = (Scales ? shift_left(not_negative(x), 2 * bits) : x) - multiply_pairs(as_i16(n), n);
+    return n - (rest > n) + (i32(1) - n > rest);
   }
 };
 
 // 2^-scale of the root, scale 1 to 16. Halves are the roots of squares, so it is enough to know the integer next to the
 // root and on which side of it the root is; half of a unit stands for the distance.
 struct RootDown {
-  F32 factor;
-  explicit RootDown(int scale) : factor(f32(0.5f / Lum32f(1 << scale))) {}
+  int scale;
   LUM_INLINE I32 operator()(I32 x) const {
-    const I32 n = rough_root(x), rest = x - square(n), zero = i32(0);
-    return round_nearest(to_float(n + n + (zero > rest) - (rest > zero)) * factor);
+    const I32 n = round_nearest(rough_root(x)), rest = x - square(n), zero = i32(0);
+    return round_nearest(to_float(n + n + (zero > rest) - (rest > zero)) * f32(0.5f / Lum32f(1 << scale)));
   }
 };
 
@@ -150,8 +153,11 @@ void update_every(const T* src, T* srcDst, ptrdiff_t n) {
 #include "lumcvvector.inc"
 
 void multiply_every(Lum32f value, Lum32f* srcDst, ptrdiff_t n) {
+  const F32 v = f32(value);
+  // Of two NaNs the first operand comes out, and the compiler chooses which that is.
+  if (value != value) return map(srcDst, n, [v] { return v * v; });
   map(
-      srcDst, n, [v = f32(value)](F32 a) { return a * v; }, srcDst);
+      srcDst, n, [v](F32 a) { return a * v; }, srcDst);
 }
 
 void multiply_every_scaled(Lum16s value, Lum16s* srcDst, ptrdiff_t n, int scale) {
@@ -182,9 +188,9 @@ bool square_root_every(Lum32f* srcDst, ptrdiff_t n) {
 }
 
 bool square_root_every_scaled(const Lum32s* src, Lum16s* dst, ptrdiff_t n, int scale) {
-  if (scale == 0) return square_root_every(src, dst, n, NearestRoot{});
-  if (scale > 0) return square_root_every(src, dst, n, RootDown(scale));
-  return square_root_every(src, dst, n, RootUp{scale < -15 ? 15 : -scale});
+  if (scale > 0) return square_root_every(src, dst, n, RootDown{scale});
+  if (scale == 0) return square_root_every(src, dst, n, RootUp<false>{0});
+  return square_root_every(src, dst, n, RootUp<true>{scale < -15 ? 15 : -scale});
 }
 
 bool any_negative(const Lum32s* src, ptrdiff_t n) {

@@ -101,8 +101,8 @@ LUM_INLINE void copy(Lum64f* to, const Lum64f* from, int n) {
 constexpr int kLongBlock = 16 * kLanes, kShortBlock = 2 * kLanes;
 static_assert(kWindow >= 2 * kShortBlock);
 
-// Moves the elements that are less than the pivot (or equal) to the front and tells how many they are. The blocks at the
-// ends are held back, so that there is a gap of two blocks; the next block is read beside its smaller part.
+// Moves the elements that are less than the pivot (or equal) to the front and tells how many they are. The blocks at
+// the ends are held back, so that there is a gap of two blocks; the next block is read beside its smaller part.
 template <First first>
 ptrdiff_t divide(Lum64f* p, ptrdiff_t n, Lum64f pivot) {
   const F64 pivots = f64(pivot);
