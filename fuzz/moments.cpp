@@ -80,7 +80,7 @@ void damage(Call& call, Input& in) {
     case 3: (in.one_in(2) ? call.roi.width : call.roi.height) = in.number(-2, 0); break;
     case 4: call.roi.width |= 1 << 30; break;
     case 5: call.step = sizeof(S) > 1 && in.one_in(2) ? call.step | 1 : -call.step; break;
-    case 6: call.mask_step = in.number(0, call.roi.width - 1); break;
+    case 6: call.mask_step = call.roi.width - 1; break;
     default: call.coi = in.pick({0, 4, INT32_MIN, INT32_MAX}); break;
   }
 }
