@@ -21,9 +21,9 @@ constexpr int lanes_of(int n) {
 
 // ---- sums ----
 
-// Rows are taken in runs of at most `pixels`. A Run takes blocks of as many values as V has
-// lanes, the last one of a row filled up with zeros; pixels that the mask leaves out come as zeros too. Runs are joined
-// from top to bottom and from left to right.
+// Rows are taken in runs of at most `pixels`. A Run takes blocks of as many values as V has lanes, the last one of a row
+// filled up with zeros; pixels that the mask leaves out come as zeros too. Runs are joined from top to bottom and from
+// left to right.
 
 // Bytes, exactly. Signed ones are summed as b = value + 128, so that a filled up or left out lane counts 128.
 template <class What, class S>
@@ -60,8 +60,9 @@ class ByteSums {
 };
 
 // Words. The sums of a run are below 2^49, so double precision holds them exactly, whatever their order; the runs are
-// added in double precision. Pairs of products take signed factors: s = value - 32768,
-// value^2 = s^2 + 65536 value - 2^30.
+// added in double precision. So all of the sum of values is exact (any 2^31 pixels stay below 2^47), and that of squares
+// up to 2^53, which takes more than 2^21 pixels to pass; from there the order of the runs counts. Pairs of products take
+// signed factors: s = value - 32768, value^2 = s^2 + 65536 value - 2^30.
 template <class What>
 class WordSums {
  public:
@@ -85,7 +86,7 @@ class WordSums {
     const long long lanes = lanes_of<V>(n), values = sum(run.values) + (lanes << 15);
     values_ += Lum64f(values);
     if constexpr (kSquares<What>) {
-      // What the division left over is below 2^30: of it the lower 32 bits say all.
+      // What the shift dropped is below 2^30 in each lane: the sum modulo 2^32 tells it.
       const I32 high = shift_left<16>(run.squares_by_65536);
       const long long squares = (sum(run.squares_by_65536) << 16) + sum(run.squares - high);
       squares_ += Lum64f(squares + 65536 * values - (lanes << 30));
@@ -97,7 +98,7 @@ class WordSums {
   Lum64f values_ = 0, squares_ = 0;
 };
 
-// Single precision.
+// Single precision; how a row is folded stands at LaneSum.
 template <class What>
 class FloatSums {
  public:

@@ -151,7 +151,7 @@ Extremes extremes(const Pixels& band) {
   Range<S> best;
   for (int y = 0; y < band.size.height; ++y) {
     const S* const p = (const S*)band.src.row(y);
-    const Lum8u* const mask = Masked ? band.mask.row(y) : nullptr;
+    const Lum8u* const mask = Masked ? band.mask.row(y) : (const Lum8u*)p;  // not read without one
     const Range<S> row = range_of_row<S, Channels, Masked>(p, mask, band.size.width);
     // Most rows bring nothing new.
     if (number && !any_above(best.low, row.low) && !any_above(row.high, best.high)) continue;
