@@ -221,6 +221,7 @@ TEST_F(Program, UsageErrorsTouchNothing) {
       {"edges in.pgm out.pgm --low 200 --high 100", "--low must not be above --high"},
       {"pad in.pgm out.pgm --top -1", "--top"},
       {"pad in.pgm out.pgm --value 1", "--border const"},
+      {"stats in.pgm --channel 4", "--channel"},
       {"background in.pgm in.pgm out", "extension"},
       {"background in.pgm in.pgm out.pgm --average out", "extension"},
       {"background in.pgm in.pgm out.pgm --average ./out.pgm", "the same file"},
@@ -337,6 +338,79 @@ TEST_F(Program, FindsWhatStandsOutFromTheBackground) {
                    {"background in in/1.pgm b.pgm --average in/2.pgm", "in/2.pgm: would overwrite an input"},
                    {"background in in/../in/1.pgm", "in/../in/1.pgm: would overwrite an input"},
                    {"background in no/b.pgm", "no/b.pgm: No such file or directory"}});
+}
+
+TEST_F(Program, MeasuresPictures) {
+  put("grey.pgm", "P2 3 1 255 3 4 0");
+  put("other.pgm", "P2 3 1 255 0 8 0");
+  put("first.pgm", "P2 3 1 255 1 0 0");
+  put("none.pgm", "P2 3 1 255 0 0 0");
+  put("colour.ppm", "P3 2 2 255 1 2 3  5 2 0  1 9 3  7 2 3");
+  const std::pair<std::string, std::string> cases[] = {
+      {"stats grey.pgm --against other.pgm --json",
+       R"({"width": 3, "height": 1, "selected": 3, "channels": [
+  {"channel": 1, "mean": 2.3333333333333335, "deviation": 1.6996731711975948,
+   "minimum": {"value": 0, "x": 2, "y": 0}, "maximum": {"value": 4, "x": 1, "y": 0},
+   "norm": {"inf": 4, "l1": 7, "l2": 5},
+   "difference": {"inf": 4, "l1": 7, "l2": 5},
+   "relative": {"inf": 0.5, "l1": 0.875, "l2": 0.625}}
+]}
+)"},
+      {"stats grey.pgm --against other.pgm --mask first.pgm --json --threads 2",
+       R"({"width": 3, "height": 1, "selected": 1, "channels": [
+  {"channel": 1, "mean": 3, "deviation": 0,
+   "minimum": {"value": 3, "x": 0, "y": 0}, "maximum": {"value": 3, "x": 0, "y": 0},
+   "norm": {"inf": 3, "l1": 3, "l2": 3},
+   "difference": {"inf": 3, "l1": 3, "l2": 3},
+   "relative": {"inf": null, "l1": null, "l2": null}}
+]}
+)"},
+      {"stats colour.ppm --channel 2 --against colour.ppm", R"(2x2 pixels, 4 selected
+                           green
+mean                        3.75
+deviation            3.031088913
+minimum                        2
+  first at x,y               0,0
+maximum                        9
+  first at x,y               0,1
+norm Inf                       9
+norm L1                       15
+norm L2              9.643650761
+difference Inf                 0
+difference L1                  0
+difference L2                  0
+relative Inf                   0
+relative L1                    0
+relative L2                    0
+)"},
+      {"stats colour.ppm", R"(norm Inf                       7               9               3
+norm L1                       14              15               9
+norm L2              8.717797887     9.643650761     5.196152423
+)"},
+      {"stats grey.pgm --against other.pgm --mask none.pgm", R"(relative Inf                 nan
+relative L1                  nan
+relative L2                  nan
+)"}};
+  for (const auto& [arguments, end] : cases) {
+    const std::string out = run(arguments).out;
+    EXPECT_TRUE(out.ends_with(end)) << arguments << '\n' << out;
+  }
+
+  // More than a sum of bytes in 32 bits holds.
+  put("white.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\xff'));
+  put("black.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\0'));
+  const std::string large = run("stats black.pgm --against white.pgm --json").out;
+  EXPECT_NE(large.find(R"("difference": {"inf": 255, "l1": 3.06e+09,)"), std::string::npos) << large;
+  EXPECT_NE(large.find(R"("relative": {"inf": 1, "l1": 1, "l2": 1})"), std::string::npos) << large;
+
+  expect_failures(
+      *this, {{"stats missing.pgm", "missing.pgm: No such file or directory"},
+              {"stats grey.pgm --channel 2", "grey.pgm: a grey picture has no channel 2"},
+              {"stats grey.pgm --mask colour.ppm", "colour.ppm: its size of 2x2 differs from that of grey.pgm, 3x1"},
+              {"stats grey.pgm --against missing.pgm", "missing.pgm: No such file or directory"}});
+  put("colour.ppm", "P3 3 1 255 1 2 3 4 5 6 7 8 9");
+  expect_failures(*this, {{"stats grey.pgm --against colour.ppm",
+                           "colour.ppm: one of it and grey.pgm is grey, the other has colours"}});
 }
 
 TEST_F(Program, FailedWritesLeaveNothing) {

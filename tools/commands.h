@@ -8,5 +8,6 @@ namespace tool {
 void add_edges_command(CLI::App& app, int& exit_status);
 void add_background_command(CLI::App& app, int& exit_status);
 void add_pad_command(CLI::App& app, int& exit_status);
+void add_stats_command(CLI::App& app, int& exit_status);
 
 }  // namespace tool

@@ -43,6 +43,7 @@ int run(int argc, char** argv) {
   add_edges_command(app, exit_status);
   add_background_command(app, exit_status);
   add_pad_command(app, exit_status);
+  add_stats_command(app, exit_status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
