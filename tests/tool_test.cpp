@@ -155,6 +155,8 @@ struct Program : testing::Test {
     fs::create_directories(path(name).parent_path());
     std::ofstream(path(name), std::ios::binary) << content;
   }
+  // Size and samples of a picture, or why it cannot be read.
+  std::string picture(const std::string& name) const { return outcome(bytes(text(path(name)))); }
   // All names in a folder, hidden ones too.
   std::string listing(const std::string& name) const {
     std::set<std::string> names;
@@ -216,7 +218,15 @@ TEST_F(Program, UsageErrorsTouchNothing) {
       {"edges in.pgm out.pgm --operator scharr --mask 5", "--mask 5"},
       {"edges in.pgm out.pgm --border-value 3", "--border const"},
       {"edges in.pgm out.pgm --low nan", "finite"},
-      {"edges in.pgm out.pgm --low 200 --high 100", "--low must not be above --high"}};
+      {"edges in.pgm out.pgm --low 200 --high 100", "--low must not be above --high"},
+      {"pad in.pgm out.pgm --top -1", "--top"},
+      {"pad in.pgm out.pgm --value 1", "--border const"},
+      {"stats in.pgm --channel 4", "--channel"},
+      {"background in.pgm in.pgm out", "extension"},
+      {"background in.pgm in.pgm out.pgm --average out", "extension"},
+      {"background in.pgm in.pgm out.pgm --average ./out.pgm", "the same file"},
+      {"background in.pgm in.pgm out.pgm --alpha nan", "--alpha"},
+      {"background in.pgm in.pgm out.pgm --threshold 255", "--threshold"}};
   for (const auto& [arguments, message] : cases) {
     const Run r = run(arguments);
     EXPECT_EQ(r.status, 2) << arguments;
@@ -265,6 +275,142 @@ TEST_F(Program, OverwritesNeitherInputsNorItsOwnOutputs) {
   EXPECT_EQ(equal.status, 1);
   EXPECT_EQ(equal.err, "lumcv: more/a.pgm: the output out/a.pgm is that of in/a.pgm already\n");
   EXPECT_EQ(text(path("out/a.pgm")), text(path("first.pgm")));
+}
+
+// Commands that fail with these lines and leave the folder as it is.
+using Failures = std::vector<std::pair<std::string, std::string>>;
+void expect_failures(const Program& program, const Failures& failures) {
+  const std::string before = program.listing(".");
+  for (const auto& [arguments, message] : failures) {
+    const Program::Run r = program.run(arguments);
+    EXPECT_EQ(r.status, 1) << arguments;
+    EXPECT_EQ(r.err, "lumcv: " + message + "\n") << arguments;
+    EXPECT_EQ(r.out, "") << arguments;
+  }
+  EXPECT_EQ(program.listing("."), before);
+}
+
+TEST_F(Program, Pads) {
+  put("grey.pgm", "P2 2 2 255 1 2 3 4");
+  put("colour.ppm", "P3 2 1 255 1 2 3 4 5 6");
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"pad grey.pgm out.pgm", "out.pgm", "2x2x1: 1 2 3 4"},
+      {"pad grey.pgm out.pgm --left 1 --bottom 2", "out.pgm", "3x4x1: 1 1 2 3 3 4 3 3 4 3 3 4"},
+      {"pad grey.pgm out.pgm --top 1 --right 1 --border const --value 9", "out.pgm", "3x3x1: 9 9 9 1 2 9 3 4 9"},
+      {"pad colour.ppm out.ppm --left 1 --top 1 --border replicate", "out.ppm",
+       "3x2x3: 1 2 3 1 2 3 4 5 6 1 2 3 1 2 3 4 5 6"},
+      {"pad colour.ppm out.ppm --left 1 --right 1 --border const", "out.ppm", "4x1x3: 0 0 0 1 2 3 4 5 6 0 0 0"},
+      {"pad grey.pgm colour.ppm new --format ppm --right 1", "new/grey.ppm",
+       "3x2x3: 1 1 1 2 2 2 2 2 2 3 3 3 4 4 4 4 4 4"}};
+  for (const auto& [arguments, output, expected] : cases) {
+    const Run r = run(arguments);
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(picture(output), expected) << arguments;
+  }
+  expect_failures(*this, {{"pad grey.pgm b.pgm --left 65535",
+                           "grey.pgm: a size of 65537x2 is not supported, sides have 1 to 65535 "
+                           "pixels"},
+                          {"pad colour.ppm b.pgm", "colour.ppm: cannot write b.pgm: a PGM file cannot hold colour"}});
+}
+
+TEST_F(Program, FindsWhatStandsOutFromTheBackground) {
+  put("in/1.pgm", "P2 3 2 255 100 100 100   0 255  10");
+  put("in/2.pgm", "P2 3 2 255 100 140 100   0 255  10");
+  put("in/3.ppm", "P3 3 2 255 131 131 131 80 80 80 130 130 130 255 255 255 255 255 255 11 11 11");
+  // The average is 100 110 100 / 0 255 10; the last frame differs from it by 31 30 30 / 255 0 1.
+  Run r = run("background in out.pgm --average average.pgm --alpha 0.25");
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "in/3.ppm: 2 of 6 pixels stand out from 2 frames\n");
+  EXPECT_EQ(picture("out.pgm"), "3x2x1: 255 0 0 255 0 0");
+  EXPECT_EQ(picture("average.pgm"), "3x2x1: 100 110 100 0 255 10");
+  EXPECT_EQ(run("background in/1.pgm in/2.pgm in/3.ppm out.pgm --alpha 1 --threshold 254 --threads 2").status, 0);
+  EXPECT_EQ(picture("out.pgm"), "3x2x1: 0 0 0 255 0 0");
+  EXPECT_EQ(run("background in/1.pgm in/3.ppm out.pgm --alpha 0 --threshold 0").status, 0);
+  EXPECT_EQ(picture("out.pgm"), "3x2x1: 255 255 255 255 0 255");
+
+  put("wide.pgm", "P2 4 1 255 1 2 3 4");
+  put("bad.pgm", "P2 3 2 255 1");
+  expect_failures(*this,
+                  {{"background in/1.pgm b.pgm", "in/1.pgm: two frames are needed at least"},
+                   {"background in wide.pgm b.pgm", "wide.pgm: its size of 4x1 differs from that of in/1.pgm, 3x2"},
+                   {"background in/1.pgm missing.pgm b.pgm", "missing.pgm: No such file or directory"},
+                   {"background bad.pgm in b.pgm", "bad.pgm: the samples are cut short"},
+                   {"background in in/1.pgm b.pgm --average in/2.pgm", "in/2.pgm: would overwrite an input"},
+                   {"background in in/../in/1.pgm", "in/../in/1.pgm: would overwrite an input"},
+                   {"background in no/b.pgm", "no/b.pgm: No such file or directory"}});
+}
+
+TEST_F(Program, MeasuresPictures) {
+  put("grey.pgm", "P2 3 1 255 3 4 0");
+  put("other.pgm", "P2 3 1 255 0 8 0");
+  put("first.pgm", "P2 3 1 255 1 0 0");
+  put("none.pgm", "P2 3 1 255 0 0 0");
+  put("colour.ppm", "P3 2 2 255 1 2 3  5 2 0  1 9 3  7 2 3");
+  const std::pair<std::string, std::string> cases[] = {
+      {"stats grey.pgm --against other.pgm --json",
+       R"({"width": 3, "height": 1, "selected": 3, "channels": [
+  {"channel": 1, "mean": 2.3333333333333335, "deviation": 1.6996731711975948,
+   "minimum": {"value": 0, "x": 2, "y": 0}, "maximum": {"value": 4, "x": 1, "y": 0},
+   "norm": {"inf": 4, "l1": 7, "l2": 5},
+   "difference": {"inf": 4, "l1": 7, "l2": 5},
+   "relative": {"inf": 0.5, "l1": 0.875, "l2": 0.625}}
+]}
+)"},
+      {"stats grey.pgm --against other.pgm --mask first.pgm --json --threads 2",
+       R"({"width": 3, "height": 1, "selected": 1, "channels": [
+  {"channel": 1, "mean": 3, "deviation": 0,
+   "minimum": {"value": 3, "x": 0, "y": 0}, "maximum": {"value": 3, "x": 0, "y": 0},
+   "norm": {"inf": 3, "l1": 3, "l2": 3},
+   "difference": {"inf": 3, "l1": 3, "l2": 3},
+   "relative": {"inf": null, "l1": null, "l2": null}}
+]}
+)"},
+      {"stats colour.ppm --channel 2 --against colour.ppm", R"(2x2 pixels, 4 selected
+                           green
+mean                        3.75
+deviation            3.031088913
+minimum                        2
+  first at x,y               0,0
+maximum                        9
+  first at x,y               0,1
+norm Inf                       9
+norm L1                       15
+norm L2              9.643650761
+difference Inf                 0
+difference L1                  0
+difference L2                  0
+relative Inf                   0
+relative L1                    0
+relative L2                    0
+)"},
+      {"stats colour.ppm", R"(norm Inf                       7               9               3
+norm L1                       14              15               9
+norm L2              8.717797887     9.643650761     5.196152423
+)"},
+      {"stats grey.pgm --against other.pgm --mask none.pgm", R"(relative Inf                 nan
+relative L1                  nan
+relative L2                  nan
+)"}};
+  for (const auto& [arguments, end] : cases) {
+    const std::string out = run(arguments).out;
+    EXPECT_TRUE(out.ends_with(end)) << arguments << '\n' << out;
+  }
+
+  // More than a sum of bytes in 32 bits holds.
+  put("white.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\xff'));
+  put("black.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\0'));
+  const std::string large = run("stats black.pgm --against white.pgm --json").out;
+  EXPECT_NE(large.find(R"("difference": {"inf": 255, "l1": 3.06e+09,)"), std::string::npos) << large;
+  EXPECT_NE(large.find(R"("relative": {"inf": 1, "l1": 1, "l2": 1})"), std::string::npos) << large;
+
+  expect_failures(
+      *this, {{"stats missing.pgm", "missing.pgm: No such file or directory"},
+              {"stats grey.pgm --channel 2", "grey.pgm: a grey picture has no channel 2"},
+              {"stats grey.pgm --mask colour.ppm", "colour.ppm: its size of 2x2 differs from that of grey.pgm, 3x1"},
+              {"stats grey.pgm --against missing.pgm", "missing.pgm: No such file or directory"}});
+  put("colour.ppm", "P3 3 1 255 1 2 3 4 5 6 7 8 9");
+  expect_failures(*this, {{"stats grey.pgm --against colour.ppm",
+                           "colour.ppm: one of it and grey.pgm is grey, the other has colours"}});
 }
 
 TEST_F(Program, FailedWritesLeaveNothing) {

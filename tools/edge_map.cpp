@@ -5,13 +5,13 @@
 #include <memory>
 #include <new>
 
+#include "library.h"
+
 namespace tool {
 namespace {
 
 // Along the rows or down the columns, both growing with the brightness: Canny compares the signs of the two.
 enum class Axis { x, y };
-
-LumSize size_of(const Picture& picture) { return {picture.width, picture.height}; }
 
 LumStatus buffer_size(const EdgeSettings& s, Axis axis, LumSize roi, int* size) {
   if (s.op == Operator::scharr)
@@ -43,12 +43,6 @@ Buffer new_buffer(int size) {
   Buffer buffer(lumsMalloc_8u(size));
   if (!buffer) throw std::bad_alloc();
   return buffer;
-}
-
-Status check(LumStatus status, const char* step) {
-  if (status == lumStatusOk) return Done{};
-  if (status == lumStatusBadSize) return Failure{std::string("the picture is too large for the ") + step};
-  return Failure{std::string("the ") + step + " failed with status " + std::to_string(status)};
 }
 
 using Derivative = std::unique_ptr<Lum16s[]>;

@@ -1,14 +1,12 @@
-#include "edges.h"
-
 #include <cmath>
 #include <cstdio>
 #include <memory>
-#include <new>
 
-#include "console.h"
+#include "batch.h"
+#include "commands.h"
 #include "edge_map.h"
-#include "jobs.h"
 #include "lumcore.h"
+#include "options.h"
 
 namespace tool {
 namespace {
@@ -21,7 +19,7 @@ struct Options {
   std::string border = "repl";
   std::optional<int> border_value;
   std::optional<int> threads;
-  std::optional<std::string> format;
+  std::optional<Format> format;
 };
 
 constexpr char kPathsHelp[] =
@@ -34,15 +32,6 @@ constexpr char kHighHelp[] = "Strength that an edge must exceed at one pixel at 
 constexpr char kBorderHelp[] =
     "Pixels outside the picture: the edge pixel repeated (repl, the default), one value (const),\n"
     "periodic (wrap), mirrored without (mirr) or with (mirrr) the edge pixel";
-constexpr const char* kFormatHelp = kHasPng ? "File type in an output folder (default: png)"
-                                            : "File type in an output folder (default: pgm; png is not built in)";
-
-// Usage lines without the dots that mark a list: the names have them where they belong.
-struct PlainNames : CLI::Formatter {
-  std::string make_option_usage(const CLI::Option* option) const override { return make_option_name(option, true); }
-};
-
-[[noreturn]] void usage_error(const std::string& message) { throw CLI::ValidationError(message); }
 
 // Thresholds that keep outlines and drop most texture of a photograph. A sharp step of brightness answers in the ratio
 // 4 : 16 : 48 to Sobel 3x3, Scharr and Sobel 5x5.
@@ -76,73 +65,25 @@ EdgeSettings edge_settings(const Options& options) {
   return settings;
 }
 
-Result<std::string> process(const Job& job, const EdgeSettings& settings, int name_width) {
-  Result<Picture> picture = read_picture(job.input);
-  if (!picture) return picture.failure();
-  const Picture grey = to_grey(std::move(*picture));
-  Result<EdgeMap> edges = find_edges(grey, settings);
-  if (!edges) return edges.failure();
-  if (const Status written = write_picture(job.output, edges->picture, job.format); !written)
-    return Failure{"cannot write " + job.output.string() + ": " + written.failure().message};
-  char facts[160];
-  std::snprintf(facts, sizeof facts, "  %5dx%-5d %9zu edge pixels  filter %8.2f ms  Canny %8.2f ms", grey.width,
-                grey.height, edges->edge_pixels, edges->filter_ms, edges->canny_ms);
-  std::string name = printable(job.input);
-  name.resize(std::max(name.size(), size_t(name_width)), ' ');
-  return name + facts;
-}
-
-Result<std::string> process_or_refuse(const Job& job, const EdgeSettings& settings, int name_width) {
-  if (!job.refusal.empty()) return Failure{job.refusal};
-  try {
-    return process(job, settings, name_width);
-  } catch (const std::bad_alloc&) {
-    return Failure{"not enough memory for this picture"};
-  }
-}
-
-// True if all went well.
-bool run_jobs(const std::vector<Job>& jobs, const EdgeSettings& settings) {
-  int name_width = 0;
-  for (const Job& job : jobs) name_width = std::max(name_width, int(job.input.size()));
-  Console console(jobs.size());
-  bool all_good = true;
-  for (const Job& job : jobs) {
-    console.start(job.input);
-    Result<std::string> line = process_or_refuse(job, settings, name_width);
-    if (line)
-      console.result(*line);
-    else
-      console.error(job.input, line.failure().message);
-    all_good = all_good && line;
-  }
-  return all_good;
-}
-
 int run(const Options& options) {
   const EdgeSettings settings = edge_settings(options);
-  std::optional<Format> format;
-  if (options.format) format = *options.format == "png" ? Format::png : Format::pgm;
-  Result<Plan> plan = plan_jobs(options.paths, format);
-  if (!plan) usage_error(plan.failure().message);
   if (options.threads) lumSetNumThreads(*options.threads);
-
-  std::error_code error;
-  if (!plan->folder.empty()) std::filesystem::create_directories(plan->folder, error);
-  if (error) {
-    print_error(plan->folder.string(), error.message());
-    return 1;
-  }
-  return run_jobs(plan->jobs, settings) ? 0 : 1;
+  return transform_pictures(options.paths, options.format, [&](Picture picture) -> Result<Transformed> {
+    Result<EdgeMap> edges = find_edges(to_grey(std::move(picture)), settings);
+    if (!edges) return edges.failure();
+    char facts[120];
+    std::snprintf(facts, sizeof facts, " %9zu edge pixels  filter %8.2f ms  Canny %8.2f ms", edges->edge_pixels,
+                  edges->filter_ms, edges->canny_ms);
+    return Transformed{std::move(edges->picture), facts};
+  });
 }
 
 }  // namespace
 
 void add_edges_command(CLI::App& app, int& exit_status) {
-  CLI::App* const edges = app.add_subcommand("edges", "Find the edges of pictures (Canny)");
+  CLI::App* const edges = add_command(app, "edges", "Find the edges of pictures (Canny)");
   const auto options = std::make_shared<Options>();
-  edges->formatter(std::make_shared<PlainNames>());
-  edges->add_option("IN... OUT", options->paths, kPathsHelp)->option_text(" ")->required()->expected(2, -1);
+  add_paths(edges, options->paths, kPathsHelp);
   edges->add_option("--low", options->low, kLowHelp)->option_text("F");
   edges->add_option("--high", options->high, kHighHelp)->option_text("F");
   edges->add_option("--operator", options->op, "Derivative filter (default: sobel)")
@@ -157,12 +98,8 @@ void add_edges_command(CLI::App& app, int& exit_status) {
   edges->add_option("--border-value", options->border_value, "The value of --border const (default: 0)")
       ->option_text("N")
       ->check(CLI::Range(0, 255));
-  edges->add_option("--threads", options->threads, "Threads of the library (default: as many as processors)")
-      ->option_text("N")
-      ->check(CLI::Range(1, 1024));
-  edges->add_option("--format", options->format, kFormatHelp)
-      ->option_text("png|pgm")
-      ->check(CLI::IsMember({"png", "pgm"}));
+  add_threads_option(edges, options->threads);
+  add_format_option(edges, options->format);
   edges->callback([options, &exit_status] { exit_status = run(*options); });
 }
 

@@ -30,17 +30,6 @@ void add_folder(const std::string& folder, std::vector<Job>& jobs) {
   for (const std::string& picture : pictures) jobs.push_back({picture, {}, {}, {}});
 }
 
-std::vector<Job> list_inputs(const std::vector<std::string>& inputs) {
-  std::vector<Job> jobs;
-  for (const std::string& input : inputs) {
-    if (is_folder(input))
-      add_folder(input, jobs);
-    else
-      jobs.push_back({input, {}, {}, {}});
-  }
-  return jobs;
-}
-
 using FileId = std::pair<dev_t, ino_t>;
 
 std::optional<FileId> file_id(const fs::path& path) {
@@ -49,11 +38,16 @@ std::optional<FileId> file_id(const fs::path& path) {
   return FileId(facts.st_dev, facts.st_ino);
 }
 
+std::set<FileId> input_ids(const std::vector<Job>& jobs) {
+  std::set<FileId> ids;
+  for (const Job& job : jobs)
+    if (const auto id = file_id(job.input)) ids.insert(*id);
+  return ids;
+}
+
 // Files are compared by identity, which no spelling of a path and no link can hide.
 void refuse_overwritten_inputs(std::vector<Job>& jobs) {
-  std::set<FileId> inputs;
-  for (const Job& job : jobs)
-    if (const auto id = file_id(job.input)) inputs.insert(*id);
+  const std::set<FileId> inputs = input_ids(jobs);
   for (Job& job : jobs) {
     if (!job.refusal.empty()) continue;
     const auto id = file_id(job.output);
@@ -72,15 +66,16 @@ void refuse_equal_outputs(std::vector<Job>& jobs) {
 
 Result<Plan> plan_file(const std::string& input, const std::string& output, std::optional<Format> format) {
   if (format) return Failure{"--format is for an output folder; the extension of an output file decides"};
-  format = output_format(output);
-  if (!format) return Failure{output + ": the extension of an output file is .pgm, .ppm or .png"};
-  return Plan{{Job{input, output, *format, {}}}, {}};
+  Result<Format> by_extension = format_of_output(output);
+  if (!by_extension) return by_extension.failure();
+  return Plan{{Job{input, output, *by_extension, {}}}, {}};
 }
 
 Result<Plan> plan_folder(const std::vector<std::string>& inputs, const std::string& output,
                          std::optional<Format> format) {
   if (fs::path(output).has_filename() && !is_folder(output) && file_id(output))
     return Failure{output + ": not a folder, as several inputs or a folder of them need"};
+  if (format == Format::png && !kHasPng) return Failure{"PNG support is not built in"};
   Plan plan{list_inputs(inputs), output};
   for (Job& job : plan.jobs) {
     job.format = format.value_or(kHasPng ? Format::png : Format::pgm);
@@ -92,6 +87,34 @@ Result<Plan> plan_folder(const std::vector<std::string>& inputs, const std::stri
 
 }  // namespace
 
+std::vector<Job> list_inputs(const std::vector<std::string>& inputs) {
+  std::vector<Job> jobs;
+  for (const std::string& input : inputs) {
+    if (is_folder(input))
+      add_folder(input, jobs);
+    else
+      jobs.push_back({input, {}, {}, {}});
+  }
+  return jobs;
+}
+
+Result<Format> format_of_output(const std::string& output) {
+  const std::optional<Format> format = output_format(output);
+  if (!format) return Failure{output + ": the extension of an output file is .pgm, .ppm or .png"};
+  if (*format == Format::png && !kHasPng) return Failure{"PNG support is not built in"};
+  return *format;
+}
+
+bool is_input(const fs::path& output, const std::vector<Job>& jobs) {
+  const auto id = file_id(output);
+  return id && input_ids(jobs).count(*id);
+}
+
+Status write_output(const fs::path& output, const Picture& picture, Format format) {
+  const Status written = write_picture(output, picture, format);
+  return written ? Done{} : Status(Failure{"cannot write " + output.string() + ": " + written.failure().message});
+}
+
 Result<Plan> plan_jobs(const std::vector<std::string>& paths, std::optional<Format> format) {
   const std::vector<std::string> inputs(paths.begin(), paths.end() - 1);
   const std::string& output = paths.back();
@@ -100,8 +123,6 @@ Result<Plan> plan_jobs(const std::vector<std::string>& paths, std::optional<Form
       inputs.size() == 1 && !is_folder(inputs[0]) && !is_folder(output) && fs::path(output).has_filename();
   Result<Plan> plan = one_file ? plan_file(inputs[0], output, format) : plan_folder(inputs, output, format);
   if (!plan) return plan;
-  for (const Job& job : plan->jobs)
-    if (job.format == Format::png && !kHasPng) return Failure{"PNG support is not built in"};
   refuse_overwritten_inputs(plan->jobs);
   refuse_equal_outputs(plan->jobs);
   return plan;

@@ -1,4 +1,4 @@
-// Which picture goes where, for subcommands that turn pictures into pictures.
+// Which pictures are read, and what is written.
 #pragma once
 #include <string>
 #include <vector>
@@ -23,5 +23,16 @@ struct Plan {
 // decides on the format, unless it is an existing folder or ends in a slash; else it is a folder, and `format` decides.
 // A failure is a mistake in the command line; what concerns single pictures is a refused job.
 Result<Plan> plan_jobs(const std::vector<std::string>& paths, std::optional<Format> format);
+
+// The pictures that the inputs, files or folders, are or hold; what cannot be listed is a refused job. No outputs.
+std::vector<Job> list_inputs(const std::vector<std::string>& inputs);
+
+// By the extension; a failure is a mistake in the command line.
+Result<Format> format_of_output(const std::string& output);
+
+// Whether a file that exists is an input, whatever the path's spelling.
+bool is_input(const std::filesystem::path& output, const std::vector<Job>& jobs);
+
+Status write_output(const std::filesystem::path& output, const Picture& picture, Format format);
 
 }  // namespace tool

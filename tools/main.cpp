@@ -4,9 +4,10 @@
 
 #include <cstdio>
 #include <exception>
+#include <new>
 
+#include "commands.h"
 #include "console.h"
-#include "edges.h"
 #include "files.h"
 #include "image_file.h"
 #include "lumcore.h"
@@ -40,6 +41,9 @@ int run(int argc, char** argv) {
     return std::string("lumcv: ") + error.what() + "\nRun with --help for the usage.\n";
   });
   add_edges_command(app, exit_status);
+  add_background_command(app, exit_status);
+  add_pad_command(app, exit_status);
+  add_stats_command(app, exit_status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -56,6 +60,8 @@ int main(int argc, char** argv) {
   int status = tool::kPicturesFailed;
   try {
     status = tool::run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    tool::print_error("cannot go on", "not enough memory");
   } catch (const std::exception& error) {
     tool::print_error("cannot go on", error.what());
   }
