@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
-all=(separable fixed canny accum image vector norm image_file)
+all=(separable fixed canny accum image vector norm moments image_file)
 
 usage() {
   echo "usage: ${0##*/} MINUTES [TARGET], a target of: ${all[*]}" >&2
