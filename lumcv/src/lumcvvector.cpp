@@ -26,27 +26,31 @@ LumStatus warns_if(bool negative) { return negative ? lumStatusWarnSqrtNegative 
 void set(Lum8u value, Lum8u* dst, int len) { memset(dst, value, bytes(dst, len)); }
 void set(Lum32f value, Lum32f* dst, int len) { LUM_PICK(level(), set_every)(value, dst, len); }
 
-// Moves NaNs behind everything else, and turns every -0 into +0. Integers carry the bits: a NaN may not survive a
-// register of the floating-point unit.
+// By their bits: a NaN may not survive a register of the floating-point unit. Inlined, 32-bit code would read every
+// element of the loop below as an integer first.
+[[gnu::noinline]] void swap_bits(Lum64f* a, Lum64f* b) {
+  using Bits = unsigned long long;
+  const Bits bits = get((const Bits*)a);
+  put((Bits*)a, get((const Bits*)b));
+  put((Bits*)b, bits);
+}
+
+// Moves NaNs behind everything else, and turns every -0 into +0.
 struct Ordered {
   ptrdiff_t count;  // of elements that are no NaN
   ptrdiff_t minus_zeros;
   bool sorted;
 };
 Ordered part_unordered(Lum64f* p, ptrdiff_t n) {
-  using Bits = unsigned long long;
   Ordered found = {n, 0, true};
   Lum64f last = -__builtin_inf();
   for (ptrdiff_t i = 0; i < found.count;) {
     const Lum64f value = get(p + i);
     if (value != value) {
-      Bits* const bits = (Bits*)p;
-      const Bits nan = get(bits + i);
-      put(bits + i, get(bits + --found.count));
-      put(bits + found.count, nan);
+      swap_bits(p + i, p + --found.count);
       continue;
     }
-    if (value == 0 && std::bit_cast<Bits>(value) != 0) {
+    if (value == 0 && __builtin_signbit(value)) {
       put(p + i, 0.0);
       ++found.minus_zeros;
     }
