@@ -35,9 +35,8 @@ inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 inline I64 neighbour_sums(U8 a) { return {_mm256_sad_epu8(a.v, _mm256_setzero_si256())}; }
 // Sums of four squares, below 2^18 each.
 inline I32 square_sums(U8 a) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i low = _mm256_unpacklo_epi8(a.v, zero), high = _mm256_unpackhi_epi8(a.v, zero);
-  return {_mm256_add_epi32(_mm256_madd_epi16(low, low), _mm256_madd_epi16(high, high))};
+  const __m256i even = _mm256_and_si256(a.v, _mm256_set1_epi16(0xFF)), odd = _mm256_srli_epi16(a.v, 8);
+  return {_mm256_add_epi32(_mm256_madd_epi16(even, even), _mm256_madd_epi16(odd, odd))};
 }
 // Sums of two neighbours, below 2^17 each.
 inline I32 neighbour_sums(U16 a) {
@@ -77,9 +76,8 @@ inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.
 
 inline I64 neighbour_sums(U8 a) { return {_mm_sad_epu8(a.v, _mm_setzero_si128())}; }
 inline I32 square_sums(U8 a) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i low = _mm_unpacklo_epi8(a.v, zero), high = _mm_unpackhi_epi8(a.v, zero);
-  return {_mm_add_epi32(_mm_madd_epi16(low, low), _mm_madd_epi16(high, high))};
+  const __m128i even = _mm_and_si128(a.v, _mm_set1_epi16(0xFF)), odd = _mm_srli_epi16(a.v, 8);
+  return {_mm_add_epi32(_mm_madd_epi16(even, even), _mm_madd_epi16(odd, odd))};
 }
 inline I32 neighbour_sums(U16 a) {
   return {_mm_add_epi32(_mm_and_si128(a.v, _mm_set1_epi32(0xFFFF)), _mm_srli_epi32(a.v, 16))};
@@ -102,7 +100,7 @@ inline long long sum(I64 a) {
   return total;
 }
 
-// ---- eight single-precision lanes at every level ----
+// ---- sixteen words, and eight single-precision lanes, at every level ----
 
 #ifdef __AVX2__
 
@@ -113,6 +111,15 @@ inline Eight eight(__m128 low, __m128 high) { return {_mm256_insertf128_ps(_mm25
 inline Eight eight(__m128i words) { return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(words))}; }
 inline Eight operator&(Eight a, Eight b) { return and_bits(a, b); }
 inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
+
+using Sixteen = U16;
+inline __m256i middle_quarters_swapped(Sixteen v) { return _mm256_permute4x64_epi64(v.v, _MM_SHUFFLE(3, 1, 2, 0)); }
+inline Eight first_eight(Sixteen v) {
+  return {_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(middle_quarters_swapped(v), _mm256_setzero_si256()))};
+}
+inline Eight last_eight(Sixteen v) {
+  return {_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(middle_quarters_swapped(v), _mm256_setzero_si256()))};
+}
 
 #else
 
@@ -142,19 +149,22 @@ inline Eight selected(Eight, const Lum8u* mask) {
                _mm_castsi128_ps(~_mm_unpackhi_epi16(words, words)));
 }
 
-#endif
-
-// body(eight) for every eight words of a vector.
-template <class Body>
-LUM_INLINE void each_eight(U16 v, const Body& body) {
-#ifdef __AVX2__
-  const __m256i zero = _mm256_setzero_si256(), halves = _mm256_permute4x64_epi64(v.v, _MM_SHUFFLE(3, 1, 2, 0));
-  body(Eight{_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(halves, zero))});
-  body(Eight{_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(halves, zero))});
-#else
-  body(eight(v.v));
-#endif
+struct Sixteen {
+  U16 low, high;
+  static constexpr int lanes = 16;
+};
+inline Eight first_eight(Sixteen v) { return eight(v.low.v); }
+inline Eight last_eight(Sixteen v) { return eight(v.high.v); }
+inline Sixteen operator&(Sixteen a, Sixteen b) { return {a.low & b.low, a.high & b.high}; }
+inline Sixteen absolute_difference(Sixteen a, Sixteen b) {
+  return {absolute_difference(a.low, b.low), absolute_difference(a.high, b.high)};
 }
+inline Sixteen selected(Sixteen, const Lum8u* mask) {
+  const __m128i zero = _mm_cmpeq_epi8(load_all(mask).v, _mm_setzero_si128());
+  return {{~_mm_unpacklo_epi8(zero, zero)}, {~_mm_unpackhi_epi8(zero, zero)}};
+}
+
+#endif
 
 // ---- one channel of three: p points to its element of the first pixel ----
 
@@ -229,6 +239,14 @@ struct Load<Eight, 3> {
   static Eight pixels(const Lum32f* p) { return eight(four_thirds(p), four_thirds(p + 12)); }
   static Eight pixels(const Lum16u* p) { return eight(eight_thirds(p)); }
 };
+#ifndef __AVX2__
+template <int Channels>
+struct Load<Sixteen, Channels> {
+  static Sixteen pixels(const Lum16u* p) {
+    return {Load<U16, Channels>::pixels(p), Load<U16, Channels>::pixels(p + 8 * Channels)};
+  }
+};
+#endif
 template <class V, int Channels, class S>
 inline V load_pixels(const S* p) {
   return Load<V, Channels>::pixels(p);

@@ -92,25 +92,23 @@ class IntegerSum {
 // summed in sixteen lanes, pixel x in lane x mod 16, and are added in double.
 class WordSquares {
  public:
-  using Vector = U16;
+  using Vector = Sixteen;
   static constexpr int run = 256;
-  LUM_INLINE void add(U16 v, int) {
-    each_eight(v, [this](Eight e) {
-      const Eight sum = next_ + e * e;
-      next_ = other_;
-      other_ = sum;
-    });
+  LUM_INLINE void add(Sixteen v, int) {
+    const Eight a = first_eight(v), b = last_eight(v);
+    low_ = low_ + a * a;
+    high_ = high_ + b * b;
   }
   LUM_INLINE void end_run() {
     LaneSum lanes;
-    lanes.add(next_ + other_);
+    lanes.add(low_ + high_);
     sum_ = sum_ + lanes.fold();
-    next_ = other_ = Eight{};
+    low_ = high_ = Eight{};
   }
   LUM_INLINE Lum64f total() const { return sum(sum_); }
 
  private:
-  Eight next_ = {}, other_ = {};  // take turns, whatever the width of a register
+  Eight low_ = {}, high_ = {};
   Two sum_ = {};
 };
 
