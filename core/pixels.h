@@ -108,18 +108,13 @@ using Eight = F32;
 inline __m128 low_half(Eight a) { return _mm256_castps256_ps128(a.v); }
 inline __m128 high_half(Eight a) { return _mm256_extractf128_ps(a.v, 1); }
 inline Eight eight(__m128 low, __m128 high) { return {_mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1)}; }
-inline Eight eight(__m128i words) { return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(words))}; }
 inline Eight operator&(Eight a, Eight b) { return and_bits(a, b); }
 inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
 
 using Sixteen = U16;
-inline __m256i middle_quarters_swapped(Sixteen v) { return _mm256_permute4x64_epi64(v.v, _MM_SHUFFLE(3, 1, 2, 0)); }
-inline Eight first_eight(Sixteen v) {
-  return {_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(middle_quarters_swapped(v), _mm256_setzero_si256()))};
-}
-inline Eight last_eight(Sixteen v) {
-  return {_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(middle_quarters_swapped(v), _mm256_setzero_si256()))};
-}
+// Of the four fours of words the first and the third; the others.
+inline Eight even_fours(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(v.v, _mm256_setzero_si256()))}; }
+inline Eight odd_fours(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(v.v, _mm256_setzero_si256()))}; }
 
 #else
 
@@ -131,10 +126,6 @@ inline void store(Lum32f* p, Eight a) { store(p, a.low), store(p + 4, a.high); }
 inline __m128 low_half(Eight a) { return a.low.v; }
 inline __m128 high_half(Eight a) { return a.high.v; }
 inline Eight eight(__m128 low, __m128 high) { return {{low}, {high}}; }
-inline Eight eight(__m128i words) {
-  const __m128i zero = _mm_setzero_si128();
-  return eight(_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, zero)), _mm_cvtepi32_ps(_mm_unpackhi_epi16(words, zero)));
-}
 inline Eight operator+(Eight a, Eight b) { return {a.low + b.low, a.high + b.high}; }
 inline Eight operator-(Eight a, Eight b) { return {a.low - b.low, a.high - b.high}; }
 inline Eight operator*(Eight a, Eight b) { return {a.low * b.low, a.high * b.high}; }
@@ -158,8 +149,14 @@ struct Sixteen {
   U16 low, high;
   static constexpr int lanes = 16;
 };
-inline Eight first_eight(Sixteen v) { return eight(v.low.v); }
-inline Eight last_eight(Sixteen v) { return eight(v.high.v); }
+inline Eight even_fours(Sixteen v) {
+  const __m128i zero = _mm_setzero_si128();
+  return eight(_mm_cvtepi32_ps(_mm_unpacklo_epi16(v.low.v, zero)), _mm_cvtepi32_ps(_mm_unpacklo_epi16(v.high.v, zero)));
+}
+inline Eight odd_fours(Sixteen v) {
+  const __m128i zero = _mm_setzero_si128();
+  return eight(_mm_cvtepi32_ps(_mm_unpackhi_epi16(v.low.v, zero)), _mm_cvtepi32_ps(_mm_unpackhi_epi16(v.high.v, zero)));
+}
 inline Sixteen operator&(Sixteen a, Sixteen b) { return {a.low & b.low, a.high & b.high}; }
 inline Sixteen absolute_difference(Sixteen a, Sixteen b) {
   return {absolute_difference(a.low, b.low), absolute_difference(a.high, b.high)};
@@ -226,7 +223,7 @@ inline U8 thirds(const Lum8s* p) { return thirds((const Lum8u*)p); }  // the bit
 
 // ---- blocks of pixels ----
 
-// As many as V has lanes: U8 and U16 as they are (of signed bytes the bits), Eight as numbers in single precision.
+// As many as V has lanes: U8 and U16 as they are (of signed bytes the bits), Eight in single precision.
 template <class V, int Channels>
 struct Load {
   template <class S>
@@ -237,12 +234,10 @@ struct Load {
 template <>
 struct Load<Eight, 1> {
   static Eight pixels(const Lum32f* p) { return eight(_mm_loadu_ps(p), _mm_loadu_ps(p + 4)); }
-  static Eight pixels(const Lum16u* p) { return eight(_mm_loadu_si128((const __m128i*)p)); }
 };
 template <>
 struct Load<Eight, 3> {
   static Eight pixels(const Lum32f* p) { return eight(four_thirds(p), four_thirds(p + 12)); }
-  static Eight pixels(const Lum16u* p) { return eight(eight_thirds(p)); }
 };
 #ifndef __AVX2__
 template <int Channels>

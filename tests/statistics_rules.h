@@ -19,12 +19,12 @@ std::array<Lum32f, 2> lane_sums(int n, const Value& value) {
   for (int i = 0; i < 4; ++i) eight[i] = (eight[i] + eight[i + 4]) + four[i];
   return {(eight[0] + eight[2]) + one, eight[1] + eight[3]};
 }
-// The same of n values in sixteen lanes, which are folded to eight first.
+// The same of n values in sixteen lanes, which are folded to eight first, each odd four onto an even one.
 template <class Value>
 std::array<Lum32f, 2> wide_lane_sums(int n, const Value& value) {
   Lum32f lanes[16] = {};
   for (int x = 0; x < n; ++x) lanes[x % 16] += value(x);
-  return lane_sums(8, [&](int i) { return lanes[i] + lanes[i + 8]; });
+  return lane_sums(8, [&](int i) { return lanes[i + i / 4 * 4] + lanes[i + i / 4 * 4 + 4]; });
 }
 
 enum Norm { Inf, L1, L2 };

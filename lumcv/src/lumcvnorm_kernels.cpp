@@ -89,26 +89,27 @@ class IntegerSum {
 };
 
 // The sum of the squares of words, which have more digits than single precision. Each is rounded to it; runs of a row are
-// summed in sixteen lanes, pixel x in lane x mod 16, and are added in double.
+// summed in sixteen lanes, pixel x in lane x mod 16. At the end of a run the second and the fourth four of the lanes go
+// onto the first and the third, those eight are folded like those of other sums, and runs are added in double.
 class WordSquares {
  public:
   using Vector = Sixteen;
   static constexpr int run = 256;
   LUM_INLINE void add(Sixteen v, int) {
-    const Eight a = first_eight(v), b = last_eight(v);
-    low_ = low_ + a * a;
-    high_ = high_ + b * b;
+    const Eight even = even_fours(v), odd = odd_fours(v);
+    even_ = even_ + even * even;
+    odd_ = odd_ + odd * odd;
   }
   LUM_INLINE void end_run() {
     LaneSum lanes;
-    lanes.add(low_ + high_);
+    lanes.add(even_ + odd_);
     sum_ = sum_ + lanes.fold();
-    low_ = high_ = Eight{};
+    even_ = odd_ = Eight{};
   }
   LUM_INLINE Lum64f total() const { return sum(sum_); }
 
  private:
-  Eight low_ = {}, high_ = {};
+  Eight even_ = {}, odd_ = {};
   Two sum_ = {};
 };
 
