@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
-# usage: fuzz.sh MINUTES [separable|fixed|canny|norm|image_file]
+# usage: fuzz.sh MINUTES [separable|fixed|canny|norm|moments|image_file]
 # Builds the fuzz targets with clang and runs all of them, or one, for so many minutes in total. What they learn is kept
 # in build/fuzz/corpus, and inputs that make them fail in build/fuzz/crashes.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
 usage() {
-  echo "usage: ${0##*/} MINUTES [separable|fixed|canny|norm|image_file]" >&2
+  echo "usage: ${0##*/} MINUTES [separable|fixed|canny|norm|moments|image_file]" >&2
   exit 2
 }
 [[ "${1:-}" =~ ^[1-9][0-9]{0,4}$ ]] || usage
 case "${2:-all}" in
-  all) targets=(separable fixed canny norm image_file) ;;
-  separable | fixed | canny | norm | image_file) targets=("$2") ;;
+  all) targets=(separable fixed canny norm moments image_file) ;;
+  separable | fixed | canny | norm | moments | image_file) targets=("$2") ;;
   *) usage ;;
 esac
 source scripts/stages.sh

@@ -34,6 +34,11 @@ struct Job {
   T* row(Pointer plane, int step, int y) const {
     return Pointer{static_cast<char*>(plane.address) + static_cast<long long>(y) * step};
   }
+  // Of functions that write a few numbers.
+  template <class T>
+  T* result(int i) const {
+    return static_cast<T*>(dst.address) + i;
+  }
 };
 
 }  // namespace bench

@@ -132,6 +132,38 @@ void add_norms(List& list) {
 #include "lumcv/src/lumcvnorm.inc"
 }
 
+// ---- means, deviations, extrema ----
+
+void add_statistic(List& list, Member member, const char* family, int results, bool masked) {
+  member.family = family;
+  member.setting = std::string(member.channels == 1 ? "C1" : "C3C") + (masked ? "M" : "");
+  member.masked = masked;
+  member.results = results;
+  list.push_back(member);
+}
+
+void add_statistics(List& list) {
+#define LUM_STATISTIC(name, S, C, family, results, masked, ...) \
+  add_statistic(list, {#name, "", "", C, 1, sizeof(S), 0, LUM_CALL(name, __VA_ARGS__)}, family, results, masked);
+#define LUM_MEAN(name, S, C, ...) LUM_STATISTIC(name, S, C, "Means", 1, true, LUM_IMAGE, LUM_MASK, __VA_ARGS__)
+#define LUM_MEAN_C1(name, S, k) LUM_MEAN(name, S, 1, j.dst)
+#define LUM_MEAN_C3C(name, S, k) LUM_MEAN(name, S, 3, kChannel, j.dst)
+#define LUM_TWO j.dst, j.result<Lum64f>(1)
+#define LUM_DEVIATION(name, S, C, ...) LUM_STATISTIC(name, S, C, "Deviations", 2, __VA_ARGS__, LUM_TWO)
+#define LUM_DEVIATION_C1(name, S, k) LUM_DEVIATION(name, S, 1, false, LUM_IMAGE, j.roi)
+#define LUM_DEVIATION_C3C(name, S, k) LUM_DEVIATION(name, S, 3, false, LUM_IMAGE, j.roi, kChannel)
+#define LUM_DEVIATION_MASKED_C1(name, S, k) LUM_DEVIATION(name, S, 1, true, LUM_IMAGE, LUM_MASK)
+#define LUM_DEVIATION_MASKED_C3C(name, S, k) LUM_DEVIATION(name, S, 3, true, LUM_IMAGE, LUM_MASK, kChannel)
+#include "lumcv/src/lumcvmean.inc"
+#define LUM_FOUR j.dst, j.result<Lum32f>(1), j.result<LumPoint>(1), j.result<LumPoint>(2)
+#define LUM_EXTREMA(name, S, C, ...) LUM_STATISTIC(name, S, C, "Extrema", 3, __VA_ARGS__, LUM_FOUR)
+#define LUM_EXTREMA_C1(name, S) LUM_EXTREMA(name, S, 1, false, LUM_IMAGE, j.roi)
+#define LUM_EXTREMA_C3C(name, S) LUM_EXTREMA(name, S, 3, false, LUM_IMAGE, j.roi, kChannel)
+#define LUM_EXTREMA_MASKED_C1(name, S) LUM_EXTREMA(name, S, 1, true, LUM_IMAGE, LUM_MASK)
+#define LUM_EXTREMA_MASKED_C3C(name, S) LUM_EXTREMA(name, S, 3, true, LUM_IMAGE, LUM_MASK, kChannel)
+#include "lumcv/src/lumcvminmaxindx.inc"
+}
+
 Library opened(const char* level, const char* file) {
   // Local: each library keeps to its own functions although all export the same names.
   void* const handle = dlopen(file, RTLD_NOW | RTLD_LOCAL);
@@ -151,6 +183,7 @@ const List& members() {
     add_passes(made);
     add_canny(made);
     add_norms(made);
+    add_statistics(made);
     return made;
   }();
   return list;

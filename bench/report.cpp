@@ -84,7 +84,7 @@ std::string group_of(const Member& member) {
   for (const char* word : {"Row", "Column", "Laplacian", "Lowpass", "Sobel", "Scharr", "Norm", "NormDiff", "NormRel"})
     if (member.function.find(word) != std::string::npos) what = word;
   if (what == "Sobel" || what == "Scharr") what = "Sobel, Scharr";
-  for (const std::string word : {"Low_", "Inf_", "L1_", "L2_"})
+  for (const std::string word : {"Low_", "Inf_", "L1_", "L2_", "StdDev_"})
     if (types.starts_with(word)) types.erase(0, word.size());
   types.erase(types.find('_'));
   const std::string size = member.setting.substr(0, member.setting.find(' '));

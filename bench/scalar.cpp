@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "tests/moments_rules.h"
 #include "tests/statistics_rules.h"
 
 namespace bench {
@@ -297,6 +298,38 @@ void norm(const Job& job) {
             }).value;
 }
 
+// ---- means, deviations, extrema ----
+
+// The element of the channel of interest at a pixel, and whether that counts.
+template <class S, int C>
+auto pixels(const Job& job) {
+  return
+      [&job](int x, int y) { return job.row<const S>(job.src, job.src_step, y)[x * C + (C == 1 ? 0 : kChannel - 1)]; };
+}
+template <bool Masked>
+auto selection(const Job& job) {
+  return [&job, mask = static_cast<const Lum8u*>(job.mask)](int x, int y) {
+    return !Masked || mask[size_t(y) * job.roi.width + x] != 0;
+  };
+}
+
+template <class S, int C, bool Masked, int Results>
+void moments(const Job& job) {
+  const bool whole = test::is_whole(job.roi, C, Masked);
+  const test::Moments m = test::moments<S>(job.roi, 1, whole, pixels<S, C>(job), selection<Masked>(job));
+  *job.result<Lum64f>(0) = m.mean;
+  if (Results == 2) *job.result<Lum64f>(1) = m.deviation;
+}
+
+template <class S, int C, bool Masked>
+void extremes(const Job& job) {
+  const test::Extremes e = test::extremes(job.roi, pixels<S, C>(job), selection<Masked>(job));
+  *job.result<Lum32f>(0) = e.least.value;
+  *job.result<Lum32f>(1) = e.greatest.value;
+  *job.result<LumPoint>(1) = e.least.at;
+  *job.result<LumPoint>(2) = e.greatest.at;
+}
+
 struct Named {
   std::string_view function;
   Scalar loop;
@@ -324,6 +357,18 @@ const Named kLoops[] = {
 #define LUM_NORM_REL_C1(name, S, Norm, k) LUM_NORM(name, S, Relative, Norm, 1)
 #define LUM_NORM_REL_C3C(name, S, Norm, k) LUM_NORM(name, S, Relative, Norm, 3)
 #include "lumcv/src/lumcvnorm.inc"
+#define LUM_MEAN_C1(name, S, k) {#name, moments<S, 1, true, 1>},
+#define LUM_MEAN_C3C(name, S, k) {#name, moments<S, 3, true, 1>},
+#define LUM_DEVIATION_C1(name, S, k) {#name, moments<S, 1, false, 2>},
+#define LUM_DEVIATION_C3C(name, S, k) {#name, moments<S, 3, false, 2>},
+#define LUM_DEVIATION_MASKED_C1(name, S, k) {#name, moments<S, 1, true, 2>},
+#define LUM_DEVIATION_MASKED_C3C(name, S, k) {#name, moments<S, 3, true, 2>},
+#include "lumcv/src/lumcvmean.inc"
+#define LUM_EXTREMA_C1(name, S) {#name, extremes<S, 1, false>},
+#define LUM_EXTREMA_C3C(name, S) {#name, extremes<S, 3, false>},
+#define LUM_EXTREMA_MASKED_C1(name, S) {#name, extremes<S, 1, true>},
+#define LUM_EXTREMA_MASKED_C3C(name, S) {#name, extremes<S, 3, true>},
+#include "lumcv/src/lumcvminmaxindx.inc"
     {"lumiFilterGaussBorder_32f_C1R", gauss},
     {"lumiCanny_16s8u_C1R", canny<Lum16s>},
     {"lumiCanny_32f8u_C1R", canny<Lum32f>},

@@ -28,6 +28,17 @@ inline U8 signed_difference(U8 a, U8 b) {
   return {_mm256_sub_epi8(_mm256_max_epi8(a.v, b.v), _mm256_min_epi8(a.v, b.v))};
 }
 inline U16 operator&(U16 a, U16 b) { return {_mm256_and_si256(a.v, b.v)}; }
+inline U16 operator^(U16 a, U16 b) { return {_mm256_xor_si256(a.v, b.v)}; }
+inline U16 operator-(U16 a, U16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
+inline I32 operator-(I32 a, I32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
+template <int Bits>
+inline I32 shift_left(I32 a) {
+  return {_mm256_slli_epi32(a.v, Bits)};
+}
+template <int Bits>
+inline I32 shift_right_unsigned(I32 a) {
+  return {_mm256_srli_epi32(a.v, Bits)};
+}
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
 inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 
@@ -70,6 +81,17 @@ inline U8 signed_difference(U8 a, U8 b) {
   return {_mm_sub_epi8(_mm_sub_epi8(a.v, b.v) ^ negative, negative)};
 }
 inline U16 operator&(U16 a, U16 b) { return {_mm_and_si128(a.v, b.v)}; }
+inline U16 operator^(U16 a, U16 b) { return {_mm_xor_si128(a.v, b.v)}; }
+inline U16 operator-(U16 a, U16 b) { return {_mm_sub_epi16(a.v, b.v)}; }
+inline I32 operator-(I32 a, I32 b) { return {_mm_sub_epi32(a.v, b.v)}; }
+template <int Bits>
+inline I32 shift_left(I32 a) {
+  return {_mm_slli_epi32(a.v, Bits)};
+}
+template <int Bits>
+inline I32 shift_right_unsigned(I32 a) {
+  return {_mm_srli_epi32(a.v, Bits)};
+}
 // The saturating difference is what a exceeds b by.
 inline U16 min(U16 a, U16 b) { return {_mm_sub_epi16(a.v, _mm_subs_epu16(a.v, b.v))}; }
 inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.v))}; }
@@ -100,6 +122,15 @@ inline long long sum(I64 a) {
   return total;
 }
 
+// Of signed lanes.
+inline long long sum(I32 a) {
+  Lum32s lanes[I32::lanes];
+  memcpy(lanes, &a.v, sizeof lanes);
+  long long total = 0;
+  for (const Lum32s lane : lanes) total += lane;
+  return total;
+}
+
 // ---- sixteen words, and eight single-precision lanes, at every level ----
 
 #ifdef __AVX2__
@@ -110,6 +141,8 @@ inline __m128 high_half(Eight a) { return _mm256_extractf128_ps(a.v, 1); }
 inline Eight eight(__m128 low, __m128 high) { return {_mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1)}; }
 inline Eight operator&(Eight a, Eight b) { return and_bits(a, b); }
 inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
+inline Eight load_eight(const Lum32f* p) { return load(p); }
+inline I32 lanes(Eight mask) { return {_mm256_castps_si256(mask.v)}; }  // -1 where selected
 
 using Sixteen = U16;
 // Of the four fours of words the first and the third; the others.
@@ -144,6 +177,10 @@ inline Eight selected(Eight, const Lum8u* mask) {
   return eight(_mm_castsi128_ps(~_mm_unpacklo_epi16(words, words)),
                _mm_castsi128_ps(~_mm_unpackhi_epi16(words, words)));
 }
+inline Eight load_eight(const Lum32f* p) { return {load(p), load(p + 4)}; }
+inline I32 lanes(Eight mask) {  // sums of two
+  return {_mm_add_epi32(_mm_castps_si128(mask.low.v), _mm_castps_si128(mask.high.v))};
+}
 
 struct Sixteen {
   U16 low, high;
@@ -167,6 +204,8 @@ inline Sixteen selected(Sixteen, const Lum8u* mask) {
 }
 
 #endif
+
+inline Eight eight(Lum32f a) { return eight(_mm_set1_ps(a), _mm_set1_ps(a)); }
 
 // ---- one channel of three: p points to its element of the first pixel ----
 
@@ -233,7 +272,7 @@ struct Load {
 };
 template <>
 struct Load<Eight, 1> {
-  static Eight pixels(const Lum32f* p) { return eight(_mm_loadu_ps(p), _mm_loadu_ps(p + 4)); }
+  static Eight pixels(const Lum32f* p) { return load_eight(p); }
 };
 template <>
 struct Load<Eight, 3> {

@@ -30,6 +30,9 @@ struct Arguments {
   float sigma = 1, low = 10, high = 20;
   Lum8u* buffer = nullptr;
   int* bytes = nullptr;  // of the functions that tell a buffer's size
+  Lum64f *mean = nullptr, *deviation = nullptr;
+  Lum32f *least = nullptr, *greatest = nullptr;
+  LumPoint *least_at = nullptr, *greatest_at = nullptr;
 
   LumSize roi() const { return {width, height}; }
   void set_roi(LumSize roi) { width = roi.width, height = roi.height; }

@@ -10,14 +10,26 @@
 
 namespace test {
 
-// The single-precision sum of n values in lanes, folded to two: eight for what is a multiple of eight, four for what
-// is one of four behind it, one for the rest.
+// Single-precision sums of values that come in rows: eight lanes for what is a multiple of eight, four for what is one
+// of four behind it, one for the rest.
+struct LaneSums {
+  Lum32f eight[8] = {}, four[4] = {}, one = 0;
+  template <class Value>
+  void add_row(int n, const Value& value) {
+    for (int x = 0; x < n; ++x) (x < n / 8 * 8 ? eight[x % 8] : x < n / 4 * 4 ? four[x % 4] : one) += value(x);
+  }
+  std::array<Lum32f, 2> folded() const {
+    Lum32f lanes[4];
+    for (int i = 0; i < 4; ++i) lanes[i] = (eight[i] + eight[i + 4]) + four[i];
+    return {(lanes[0] + lanes[2]) + one, lanes[1] + lanes[3]};
+  }
+};
+// Of one row.
 template <class Value>
 std::array<Lum32f, 2> lane_sums(int n, const Value& value) {
-  Lum32f eight[8] = {}, four[4] = {}, one = 0;
-  for (int x = 0; x < n; ++x) (x < n / 8 * 8 ? eight[x % 8] : x < n / 4 * 4 ? four[x % 4] : one) += value(x);
-  for (int i = 0; i < 4; ++i) eight[i] = (eight[i] + eight[i + 4]) + four[i];
-  return {(eight[0] + eight[2]) + one, eight[1] + eight[3]};
+  LaneSums sums;
+  sums.add_row(n, value);
+  return sums.folded();
 }
 // The same of n values in sixteen lanes, which are folded to eight first, each odd four onto an even one.
 template <class Value>
