@@ -46,9 +46,8 @@ inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 inline I64 neighbour_sums(U8 a) { return {_mm256_sad_epu8(a.v, _mm256_setzero_si256())}; }
 // Sums of four squares, below 2^18 each.
 inline I32 square_sums(U8 a) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i low = _mm256_unpacklo_epi8(a.v, zero), high = _mm256_unpackhi_epi8(a.v, zero);
-  return {_mm256_add_epi32(_mm256_madd_epi16(low, low), _mm256_madd_epi16(high, high))};
+  const __m256i even = _mm256_and_si256(a.v, _mm256_set1_epi16(0xFF)), odd = _mm256_srli_epi16(a.v, 8);
+  return {_mm256_add_epi32(_mm256_madd_epi16(even, even), _mm256_madd_epi16(odd, odd))};
 }
 // Sums of two neighbours, below 2^17 each.
 inline I32 neighbour_sums(U16 a) {
@@ -99,9 +98,8 @@ inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.
 
 inline I64 neighbour_sums(U8 a) { return {_mm_sad_epu8(a.v, _mm_setzero_si128())}; }
 inline I32 square_sums(U8 a) {
-  const __m128i zero = _mm_setzero_si128();
-  const __m128i low = _mm_unpacklo_epi8(a.v, zero), high = _mm_unpackhi_epi8(a.v, zero);
-  return {_mm_add_epi32(_mm_madd_epi16(low, low), _mm_madd_epi16(high, high))};
+  const __m128i even = _mm_and_si128(a.v, _mm_set1_epi16(0xFF)), odd = _mm_srli_epi16(a.v, 8);
+  return {_mm_add_epi32(_mm_madd_epi16(even, even), _mm_madd_epi16(odd, odd))};
 }
 inline I32 neighbour_sums(U16 a) {
   return {_mm_add_epi32(_mm_and_si128(a.v, _mm_set1_epi32(0xFFFF)), _mm_srli_epi32(a.v, 16))};
@@ -133,7 +131,7 @@ inline long long sum(I32 a) {
   return total;
 }
 
-// ---- eight single-precision lanes at every level ----
+// ---- sixteen words, and eight single-precision lanes, at every level ----
 
 #ifdef __AVX2__
 
@@ -141,11 +139,15 @@ using Eight = F32;
 inline __m128 low_half(Eight a) { return _mm256_castps256_ps128(a.v); }
 inline __m128 high_half(Eight a) { return _mm256_extractf128_ps(a.v, 1); }
 inline Eight eight(__m128 low, __m128 high) { return {_mm256_insertf128_ps(_mm256_castps128_ps256(low), high, 1)}; }
-inline Eight eight(__m128i words) { return {_mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(words))}; }
 inline Eight operator&(Eight a, Eight b) { return and_bits(a, b); }
 inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
 inline Eight load_eight(const Lum32f* p) { return load(p); }
 inline I32 lanes(Eight mask) { return {_mm256_castps_si256(mask.v)}; }  // -1 where selected
+
+using Sixteen = U16;
+// Of the four fours of words the first and the third; the others.
+inline Eight even_fours(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(v.v, _mm256_setzero_si256()))}; }
+inline Eight odd_fours(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(v.v, _mm256_setzero_si256()))}; }
 
 #else
 
@@ -157,14 +159,15 @@ inline void store(Lum32f* p, Eight a) { store(p, a.low), store(p + 4, a.high); }
 inline __m128 low_half(Eight a) { return a.low.v; }
 inline __m128 high_half(Eight a) { return a.high.v; }
 inline Eight eight(__m128 low, __m128 high) { return {{low}, {high}}; }
-inline Eight eight(__m128i words) {
-  const __m128i zero = _mm_setzero_si128();
-  return eight(_mm_cvtepi32_ps(_mm_unpacklo_epi16(words, zero)), _mm_cvtepi32_ps(_mm_unpackhi_epi16(words, zero)));
-}
 inline Eight operator+(Eight a, Eight b) { return {a.low + b.low, a.high + b.high}; }
 inline Eight operator-(Eight a, Eight b) { return {a.low - b.low, a.high - b.high}; }
 inline Eight operator*(Eight a, Eight b) { return {a.low * b.low, a.high * b.high}; }
-inline Eight operator&(Eight a, Eight b) { return {and_bits(a.low, b.low), and_bits(a.high, b.high)}; }
+// As integers, so that the compiler finds pandn for what selected() inverts.
+inline Eight operator&(Eight a, Eight b) {
+  const __m128i low = _mm_castps_si128(a.low.v) & _mm_castps_si128(b.low.v);
+  const __m128i high = _mm_castps_si128(a.high.v) & _mm_castps_si128(b.high.v);
+  return eight(_mm_castsi128_ps(low), _mm_castsi128_ps(high));
+}
 inline Eight absolute(Eight a) { return {absolute(a.low), absolute(a.high)}; }
 inline Eight min(Eight a, Eight b) { return {min(a.low, b.low), min(a.high, b.high)}; }
 inline Eight max(Eight a, Eight b) { return {max(a.low, b.low), max(a.high, b.high)}; }
@@ -179,21 +182,30 @@ inline I32 lanes(Eight mask) {  // sums of two
   return {_mm_add_epi32(_mm_castps_si128(mask.low.v), _mm_castps_si128(mask.high.v))};
 }
 
+struct Sixteen {
+  U16 low, high;
+  static constexpr int lanes = 16;
+};
+inline Eight even_fours(Sixteen v) {
+  const __m128i zero = _mm_setzero_si128();
+  return eight(_mm_cvtepi32_ps(_mm_unpacklo_epi16(v.low.v, zero)), _mm_cvtepi32_ps(_mm_unpacklo_epi16(v.high.v, zero)));
+}
+inline Eight odd_fours(Sixteen v) {
+  const __m128i zero = _mm_setzero_si128();
+  return eight(_mm_cvtepi32_ps(_mm_unpackhi_epi16(v.low.v, zero)), _mm_cvtepi32_ps(_mm_unpackhi_epi16(v.high.v, zero)));
+}
+inline Sixteen operator&(Sixteen a, Sixteen b) { return {a.low & b.low, a.high & b.high}; }
+inline Sixteen absolute_difference(Sixteen a, Sixteen b) {
+  return {absolute_difference(a.low, b.low), absolute_difference(a.high, b.high)};
+}
+inline Sixteen selected(Sixteen, const Lum8u* mask) {
+  const __m128i zero = _mm_cmpeq_epi8(load_all(mask).v, _mm_setzero_si128());
+  return {{~_mm_unpacklo_epi8(zero, zero)}, {~_mm_unpackhi_epi8(zero, zero)}};
+}
+
 #endif
 
 inline Eight eight(Lum32f a) { return eight(_mm_set1_ps(a), _mm_set1_ps(a)); }
-
-// body(eight) for every eight words of a vector.
-template <class Body>
-LUM_INLINE void each_eight(U16 v, const Body& body) {
-#ifdef __AVX2__
-  const __m256i zero = _mm256_setzero_si256(), halves = _mm256_permute4x64_epi64(v.v, _MM_SHUFFLE(3, 1, 2, 0));
-  body(Eight{_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(halves, zero))});
-  body(Eight{_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(halves, zero))});
-#else
-  body(eight(v.v));
-#endif
-}
 
 // ---- one channel of three: p points to its element of the first pixel ----
 
@@ -250,7 +262,7 @@ inline U8 thirds(const Lum8s* p) { return thirds((const Lum8u*)p); }  // the bit
 
 // ---- blocks of pixels ----
 
-// As many as V has lanes: U8 and U16 as they are (of signed bytes the bits), Eight as numbers in single precision.
+// As many as V has lanes: U8 and U16 as they are (of signed bytes the bits), Eight in single precision.
 template <class V, int Channels>
 struct Load {
   template <class S>
@@ -261,13 +273,19 @@ struct Load {
 template <>
 struct Load<Eight, 1> {
   static Eight pixels(const Lum32f* p) { return load_eight(p); }
-  static Eight pixels(const Lum16u* p) { return eight(_mm_loadu_si128((const __m128i*)p)); }
 };
 template <>
 struct Load<Eight, 3> {
   static Eight pixels(const Lum32f* p) { return eight(four_thirds(p), four_thirds(p + 12)); }
-  static Eight pixels(const Lum16u* p) { return eight(eight_thirds(p)); }
 };
+#ifndef __AVX2__
+template <int Channels>
+struct Load<Sixteen, Channels> {
+  static Sixteen pixels(const Lum16u* p) {
+    return {Load<U16, Channels>::pixels(p), Load<U16, Channels>::pixels(p + 8 * Channels)};
+  }
+};
+#endif
 template <class V, int Channels, class S>
 inline V load_pixels(const S* p) {
   return Load<V, Channels>::pixels(p);

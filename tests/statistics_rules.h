@@ -31,12 +31,12 @@ std::array<Lum32f, 2> lane_sums(int n, const Value& value) {
   sums.add_row(n, value);
   return sums.folded();
 }
-// The same of n values in sixteen lanes, which are folded to eight first.
+// The same of n values in sixteen lanes, which are folded to eight first, each odd four onto an even one.
 template <class Value>
 std::array<Lum32f, 2> wide_lane_sums(int n, const Value& value) {
   Lum32f lanes[16] = {};
   for (int x = 0; x < n; ++x) lanes[x % 16] += value(x);
-  return lane_sums(8, [&](int i) { return lanes[i] + lanes[i + 8]; });
+  return lane_sums(8, [&](int i) { return lanes[i + i / 4 * 4] + lanes[i + i / 4 * 4 + 4]; });
 }
 
 enum Norm { Inf, L1, L2 };

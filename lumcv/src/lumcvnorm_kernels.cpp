@@ -89,28 +89,27 @@ class IntegerSum {
 };
 
 // The sum of the squares of words, which have more digits than single precision. Each is rounded to it; runs of a row are
-// summed in sixteen lanes, pixel x in lane x mod 16, and are added in double.
+// summed in sixteen lanes, pixel x in lane x mod 16. At the end of a run the second and the fourth four of the lanes go
+// onto the first and the third, those eight are folded like those of other sums, and runs are added in double.
 class WordSquares {
  public:
-  using Vector = U16;
+  using Vector = Sixteen;
   static constexpr int run = 256;
-  LUM_INLINE void add(U16 v, int) {
-    each_eight(v, [this](Eight e) {
-      const Eight sum = next_ + e * e;
-      next_ = other_;
-      other_ = sum;
-    });
+  LUM_INLINE void add(Sixteen v, int) {
+    const Eight even = even_fours(v), odd = odd_fours(v);
+    even_ = even_ + even * even;
+    odd_ = odd_ + odd * odd;
   }
   LUM_INLINE void end_run() {
     LaneSum lanes;
-    lanes.add(next_ + other_);
+    lanes.add(even_ + odd_);
     sum_ = sum_ + lanes.fold();
-    next_ = other_ = Eight{};
+    even_ = odd_ = Eight{};
   }
   LUM_INLINE Lum64f total() const { return sum(sum_); }
 
  private:
-  Eight next_ = {}, other_ = {};  // take turns, whatever the width of a register
+  Eight even_ = {}, odd_ = {};
   Two sum_ = {};
 };
 
