@@ -44,14 +44,14 @@ void set_results(A& a, Extremes& e) {
 // What the elements of a plane are drawn from.
 enum Content { kAny, kFewValues, kTop, kBottom, kSpecial, kNan, kContents };
 template <class S>
-S element(Content content, std::mt19937& random) {
+S element(Content content, bool late, std::mt19937& random) {
   using Limits = std::numeric_limits<S>;
   if (content == kFewValues) return S(random() % 3);
   if constexpr (std::is_floating_point_v<S>) {
     constexpr S special[] = {0.0f, -0.0f, NAN, 1e-40f, INFINITY, -INFINITY};
     if (content == kTop || content == kBottom) return content == kTop ? INFINITY : -INFINITY;
     if (content == kSpecial) return special[random() % (1 + random() % std::size(special))];
-    if (content == kNan) return random() % 500 ? NAN : S(random() % 2);
+    if (content == kNan) return random() % 500 || !late ? NAN : S(random() % 2);
   }
   return content == kTop ? Limits::max() : content == kBottom ? Limits::min() : random_element<S>(random);
 }
@@ -61,7 +61,7 @@ void check(const Member<S>& m, LumSize roi, Content content, unsigned selected, 
   const int coi = m.channels == 1 ? 1 : 1 + int(random() % 3);
   Plane<S> src(roi, m.channels, {int(random() % 3 * sizeof(S)), int(random() % 17) - 1});
   Plane<Lum8u> mask(roi, 1, {int(random() % 3), int(random() % 17) - 1});
-  src.fill([&](int, int) { return element<S>(content, random); });
+  src.fill([&](int, int y) { return element<S>(content, y > roi.height / 2, random); });
   mask.fill([&](int, int) { return random() % 1000 < selected ? 1 << random() % 8 : 0; });
   const Extremes expected = extremes(
       roi, [&](int x, int y) { return Lum32f(src.get(x * m.channels + coi - 1, y)); },
