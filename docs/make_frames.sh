@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # usage: make_frames.sh FOLDER
-# Writes frame1.pgm to frame8.pgm, a synthetic sequence: a part of images/camera.pgm in all of them, with a little noise,
-# across which the horse of images/horse.pgm moves, at a third of its size, from the second frame on.
+# Writes frame1.pgm to frame8.pgm, a synthetic sequence: a part of images/camera.pgm in all of them, with a little
+# noise, across which the horse of images/horse.pgm moves, at a third of its size, from the second frame on.
 set -euo pipefail
 images=$(dirname "${BASH_SOURCE[0]}")/../images
 mkdir -p "$1"
