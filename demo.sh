@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Finds the edges of the bundled photographs with the 64-bit and the 32-bit build, and compares the two.
+# Finds the edges of the bundled photographs, and what moves in a synthetic sequence made from them, with the 64-bit and
+# the 32-bit build, and compares the two.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 source scripts/stages.sh
@@ -10,6 +11,11 @@ build() { cmake --preset "$1" && cmake --build --preset "$1" --target lumcv_tool
 
 # edges WORD_SIZE FORMAT
 edges() { "build/$1/bin/lumcv" edges images "$output/$1" --format "$2"; }
+
+# background WORD_SIZE FORMAT
+background() { "build/$1/bin/lumcv" background "$output/frames" "$output/$1/background.$2"; }
+
+write_png() { edges x86_64 png && background x86_64 png; }
 
 # PGM is there in both word sizes, PNG only where its library is.
 compare() {
@@ -28,16 +34,19 @@ stage "install packages" scripts/install-packages.sh demo
 for word_size in x86_64 i386; do
   stage "build $word_size" build "$word_size"
 done
+stage "make frames" docs/make_frames.sh "$output/frames"
 for word_size in x86_64 i386; do
-  stage "edges $word_size" edges "$word_size" pgm
-  sed 's/^/  /' "$(log_of "edges $word_size")"
+  for subcommand in edges background; do
+    stage "$subcommand $word_size" "$subcommand" "$word_size" pgm
+    sed 's/^/  /' "$(log_of "$subcommand $word_size")"
+  done
 done
-stage "write PNG" edges x86_64 png
+stage "write PNG" write_png
 stage "compare" compare
 sed 's/^/  /' "$(log_of compare)"
 
 cat <<END
 
-The 32-bit and the 64-bit edge maps agree byte for byte.
+The pictures of the 32-bit and the 64-bit build agree byte for byte.
 To look at them: $PWD/$output/x86_64/*.png
 END

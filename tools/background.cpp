@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cmath>
 #include <memory>
 
 #include "commands.h"
@@ -47,7 +48,7 @@ class Average {
   Picture rounded() const {
     Picture picture{size_.width, size_.height, 1, Bytes(values_.size())};
     std::transform(values_.begin(), values_.end(), picture.pixels.begin(),
-                   [](Lum32f value) { return uint8_t(value + 0.5f); });
+                   [](Lum32f value) { return uint8_t(std::lround(value)); });
     return picture;
   }
 
