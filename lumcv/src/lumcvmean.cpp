@@ -19,11 +19,10 @@ struct Member {
   SumKernel sum, refine;  // refine: the squared distances from the mean, of 32f
 };
 
-LumStatus sum(const Member& m, const Pixels& pixels, SumKernel kernel, Lum32f mean, Sums& total) {
+LumStatus sum(const Member& m, const Pixels& pixels, int bands, SumKernel kernel, Lum32f mean, Sums& total) {
   const LumSize size = pixels.size;
   const long long count = (long long)size.width * size.height;
   const Summation how = {count < m.small, mean};
-  const int bands = m.exponent == kSerial ? 1 : bands_of(size, m.exponent);
   BandResults values(bands), squares(bands), selected(bands);
   if (values.no_memory() || squares.no_memory() || selected.no_memory()) return lumStatusNoMemory;
   for_each_slice(bands, [&](int band) {
@@ -45,8 +44,9 @@ LumStatus sum(const Member& m, const Pixels& pixels, SumKernel kernel, Lum32f me
 // Either result may be null.
 LumStatus mean_deviation(const Member& m, const Pixels& pixels, Lum64f* mean_to, Lum64f* deviation_to) {
   if (!mean_to && !deviation_to) return lumStatusOk;
+  const int bands = m.exponent == kSerial ? 1 : bands_of(pixels.size, m.exponent);
   Sums sums;
-  LumStatus status = sum(m, pixels, m.sum, 0, sums);
+  LumStatus status = sum(m, pixels, bands, m.sum, 0, sums);
   if (status != lumStatusOk) return status;
   Lum64f mean = 0, deviation = 0;
   if (const Lum64f n = Lum64f(sums.pixels); n != 0) {
@@ -54,7 +54,7 @@ LumStatus mean_deviation(const Member& m, const Pixels& pixels, Lum64f* mean_to,
     deviation = sqrt(fabs(sums.squares / n - mean * mean));
     // The difference of two large numbers: what is left of it is noise.
     if (deviation_to && m.refine && 0.05 * mean * mean > deviation * deviation) {
-      status = sum(m, pixels, m.refine, Lum32f(mean), sums);
+      status = sum(m, pixels, bands, m.refine, Lum32f(mean), sums);
       if (status != lumStatusOk) return status;
       deviation = sqrt(sums.values / n);
     }
