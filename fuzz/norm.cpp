@@ -72,7 +72,7 @@ void damage(Call& call, Input& in) {
     case 5: call.roi.width |= 1 << 30; break;
     case 6: call.step = sizeof(S) > 1 && in.one_in(2) ? call.step | 1 : -call.step; break;
     case 7: call.step2 = sizeof(S) > 1 && in.one_in(2) ? call.step2 | 1 : -call.step2; break;
-    case 8: call.mask_step = in.number(0, call.roi.width - 1); break;
+    case 8: call.mask_step = call.roi.width - 1; break;
     default: call.coi = in.pick({0, 4, -1, INT32_MAX}); break;
   }
 }
