@@ -126,7 +126,7 @@ void run(const Member<S, D>& m, Input& in) {
                     dst.step(),
                     roi,
                     value};
-    if (std::is_same_v<D, Lum8u> || std::is_same_v<D, Lum16u>) c.value = std::clamp(value, -1e9, 1e9);
+    if (std::is_same_v<D, Lum8u> || std::is_same_v<D, Lum16u>) c.value = trunc(std::clamp(value, -1e9, 1e9));
     if (wrong) {
       Input damages = in;
       for (int i = 0; i < wrong; ++i) damage(c, damages);
