@@ -128,7 +128,7 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
     };
 #pragma GCC unroll 16
     for (int k = 0; k < Slider::taps - 1; ++k) down_any(rows[k]);
-    const S* row = rows[Slider::taps - 1] + x;
+    const S* row = regular > 0 ? rows[Slider::taps - 1] + x : nullptr;
     D* d = column;
     int y = 0;
 #pragma GCC unroll 4
