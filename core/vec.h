@@ -264,16 +264,16 @@ inline void transpose(F64* row) {
   row[2] = {_mm256_permute2f128_pd(a, c, 0x31)};
   row[3] = {_mm256_permute2f128_pd(b, d, 0x31)};
 }
+// Where the chosen quarters and then the others are, in 32-bit lanes, a byte each; for move_first().
+constexpr unsigned long long kMovedFirst[16] = {
+    0x0706050403020100, 0x0706050403020100, 0x0706050401000302, 0x0706050403020100,
+    0x0706030201000504, 0x0706030205040100, 0x0706010005040302, 0x0706050403020100,
+    0x0504030201000706, 0x0504030207060100, 0x0504010007060302, 0x0504070603020100,
+    0x0302010007060504, 0x0302070605040100, 0x0100070605040302, 0x0706050403020100};
 // The lanes that are chosen (all bits) first, then the others. Tells how many are chosen.
 inline int move_first(F64 chosen, F64* a) {
-  // Where the chosen quarters and then the others are, in 32-bit lanes, a byte each.
-  static constexpr unsigned long long kOrder[16] = {
-      0x0706050403020100, 0x0706050403020100, 0x0706050401000302, 0x0706050403020100,
-      0x0706030201000504, 0x0706030205040100, 0x0706010005040302, 0x0706050403020100,
-      0x0504030201000706, 0x0504030207060100, 0x0504010007060302, 0x0504070603020100,
-      0x0302010007060504, 0x0302070605040100, 0x0100070605040302, 0x0706050403020100};
   const int mask = _mm256_movemask_pd(chosen.v);
-  const __m256i order = _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)(kOrder + mask)));
+  const __m256i order = _mm256_cvtepu8_epi32(_mm_loadl_epi64((const __m128i*)(kMovedFirst + mask)));
   a->v = _mm256_castps_pd(_mm256_permutevar8x32_ps(_mm256_castpd_ps(a->v), order));
   return __builtin_popcount(mask);
 }
