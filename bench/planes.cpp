@@ -13,7 +13,7 @@
 namespace bench {
 namespace {
 
-constexpr size_t kElements = size_t(kLargest.width) * kLargest.height * 3;
+constexpr size_t kPixels = size_t(kLargest.width) * kLargest.height, kElements = kPixels * 4;
 
 // At a multiple of a cache line, as careful callers allocate. Never freed: the program holds its planes to the end.
 template <class T>
@@ -40,8 +40,8 @@ T* noise() {
 
 Lum8u* mask() {
   static Lum8u* const plane = [] {
-    Lum8u* const made = allocate<Lum8u>(kElements / 3);
-    for (size_t i = 0; i < kElements / 3; ++i) made[i] = i == 0 || noise<Lum8u>()[i] % 2;
+    Lum8u* const made = allocate<Lum8u>(kPixels);
+    for (size_t i = 0; i < kPixels; ++i) made[i] = i == 0 || noise<Lum8u>()[i] % 2;
     return made;
   }();
   return plane;
