@@ -13,7 +13,8 @@
 namespace bench {
 namespace {
 
-constexpr size_t kPixels = size_t(kLargest.width) * kLargest.height, kElements = kPixels * 4;
+constexpr size_t kPixels = size_t(kLargest.width) * kLargest.height;
+constexpr size_t kElements = kPixels * 6;  // of 4 bytes; half of the bytes of three planes with four channels
 
 // At a multiple of a cache line, as careful callers allocate. Never freed: the program holds its planes to the end.
 template <class T>
