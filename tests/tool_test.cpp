@@ -34,13 +34,11 @@ const char kRedAndTransparentPng[] =
 const char kGrey16Png[] =
     "89504e470d0a1a0a0000000d49484452000000030000000110000000006e1b972b0000000f4944415478da6360606868f8ff1f00068402ff"
     "ff1b62f10000000049454e44ae426082";
-// 5x3 pixels of a red that low quality makes inexact.
+// 5x3 red pixels.
 const char kRedJpeg[] =
-    "ffd8ffdb004300a06e788c7864a08c828cb4aaa0bef0fffff0dcdcf0ffffffffffffffffffffffffffffffffffffffffffffffffffffffff"
-    "ffffffffffffffffffffffffffffffffdb004301aab4b4f0d2f0ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffff"
-    "ffffffffffffffffffffffffffffffffffffffffffffffffffffffffffc00011080003000503011100021101031101ffc400140001000000"
-    "00000000000000000000000002ffc40014100100000000000000000000000000000000ffc400150101010000000000000000000000000000"
-    "0203ffc40014110100000000000000000000000000000000ffda000c03010002110311003f0002b3ffd9";
+    "ffd8ffdb00430008080808080808080808080808080808080808080808080808080808080808080808080808080808080808080808080808"
+    "080808080808080808080808080808ffc00011080003000503011100021100031100ffc40015000101000000000000000000000000000006"
+    "07ffc40014100100000000000000000000000000000000ffda000c03010002000300003f001628bfbfffd9";
 
 // Size and samples in decimal, or the failure.
 std::string outcome(const Bytes& file) {
@@ -83,7 +81,7 @@ TEST(PictureReader, PngAndJpeg) {
   tool::Result<Picture> picture = tool::decode_picture(from_hex(kRedJpeg));
   ASSERT_EQ(bool(picture), tool::kHasJpeg);
   for (size_t i = 0; tool::kHasJpeg && i < 5 * 3 * 3; ++i)
-    EXPECT_NEAR(picture->pixels.at(i), i % 3 == 0 ? 255 : 0, 40) << i;
+    EXPECT_NEAR(picture->pixels.at(i), i % 3 == 0 ? 255 : 0, 2) << i;
 }
 
 // Whatever happens to a file, the reader says so or gives a picture of the size it states; a part is never a picture.
@@ -109,15 +107,13 @@ TEST(PictureWriter, RoundTrips) {
   for (const int channels : {1, 3})
     for (const Format format : {Format::pgm, Format::ppm, Format::png}) {
       if (format == Format::png && !tool::kHasPng) continue;
-      Picture picture{7, 5, channels, {}};
-      for (int i = 0; i < 35 * channels; ++i) picture.pixels.push_back(uint8_t(i * 37));
+      Picture picture{7, 5, channels, Bytes(35 * channels)};
+      std::iota(picture.pixels.begin(), picture.pixels.end(), 200);
       tool::Result<Bytes> file = tool::encode_picture(picture, format);
       ASSERT_EQ(bool(file), format != Format::pgm || channels == 1);
       if (!file) continue;
       tool::Result<Picture> copy = tool::decode_picture(*file);
-      ASSERT_TRUE(copy) << copy.failure().message;
-      EXPECT_EQ(copy->channels, format == Format::ppm ? 3 : channels);
-      EXPECT_EQ(copy->width, 7);
+      ASSERT_TRUE(copy && copy->width == 7 && copy->channels == (format == Format::ppm ? 3 : channels));
       // Equal channels of weight 1 in all give the grey that was stored.
       EXPECT_EQ(channels == 1 ? tool::to_grey(*copy).pixels : copy->pixels, picture.pixels);
     }
@@ -209,8 +205,6 @@ TEST_F(Program, UsageErrorsTouchNothing) {
   put("in.pgm", diagonal_pgm(true));
   put("file.pgm", "keep");
   const std::pair<const char*, const char*> cases[] = {
-      {"", "subcommand is required"},
-      {"edges in.pgm", "IN... OUT"},
       {"edges in.pgm out.gif", "extension"},
       {"edges in.pgm ''", "empty"},
       {"edges in.pgm in.pgm file.pgm", "file.pgm: not a folder"},
@@ -219,9 +213,7 @@ TEST_F(Program, UsageErrorsTouchNothing) {
       {"edges in.pgm out.pgm --border-value 3", "--border const"},
       {"edges in.pgm out.pgm --low nan", "finite"},
       {"edges in.pgm out.pgm --low 200 --high 100", "--low must not be above --high"},
-      {"pad in.pgm out.pgm --top -1", "--top"},
       {"pad in.pgm out.pgm --value 1", "--border const"},
-      {"stats in.pgm --channel 4", "--channel"},
       {"background in.pgm in.pgm out", "extension"},
       {"background in.pgm in.pgm out.pgm --average out", "extension"},
       {"background in.pgm in.pgm out.pgm --average ./out.pgm", "the same file"},
@@ -261,14 +253,10 @@ TEST_F(Program, OverwritesNeitherInputsNorItsOwnOutputs) {
   put("in/a.ppm", other);
   put("more/a.pgm", other);
   fs::create_symlink("in/a.pgm", path("link.pgm"));
-  for (const char* arguments : {"edges in/a.pgm more/../in/a.pgm", "edges in/a.pgm link.pgm", "edges link.pgm in/a.pgm",
-                                "edges in in --format pgm"}) {
-    const Run r = run(arguments);
-    EXPECT_EQ(r.status, 1) << arguments;
-    EXPECT_NE(r.err.find("would overwrite an input"), std::string::npos) << r.err;
-  }
+  for (const char* arguments :
+       {"in/a.pgm more/../in/a.pgm", "in/a.pgm link.pgm", "link.pgm in/a.pgm", "in in --format pgm"})
+    EXPECT_NE(run("edges "s + arguments).err.find("would overwrite an input"), std::string::npos) << arguments;
   EXPECT_EQ(text(path("in/a.pgm")), picture);
-  EXPECT_EQ(text(path("in/a.ppm")), other);
 
   ASSERT_EQ(run("edges in/a.pgm first.pgm").status, 0);
   const Run equal = run("edges in/a.pgm more/a.pgm out --format pgm");
@@ -283,9 +271,8 @@ void expect_failures(const Program& program, const Failures& failures) {
   const std::string before = program.listing(".");
   for (const auto& [arguments, message] : failures) {
     const Program::Run r = program.run(arguments);
-    EXPECT_EQ(r.status, 1) << arguments;
     EXPECT_EQ(r.err, "lumcv: " + message + "\n") << arguments;
-    EXPECT_EQ(r.out, "") << arguments;
+    EXPECT_TRUE(r.status == 1 && r.out.empty()) << arguments;
   }
   EXPECT_EQ(program.listing("."), before);
 }
@@ -293,23 +280,17 @@ void expect_failures(const Program& program, const Failures& failures) {
 TEST_F(Program, Pads) {
   put("grey.pgm", "P2 2 2 255 1 2 3 4");
   put("colour.ppm", "P3 2 1 255 1 2 3 4 5 6");
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"pad grey.pgm out.pgm", "out.pgm", "2x2x1: 1 2 3 4"},
-      {"pad grey.pgm out.pgm --left 1 --bottom 2", "out.pgm", "3x4x1: 1 1 2 3 3 4 3 3 4 3 3 4"},
-      {"pad grey.pgm out.pgm --top 1 --right 1 --border const --value 9", "out.pgm", "3x3x1: 9 9 9 1 2 9 3 4 9"},
-      {"pad colour.ppm out.ppm --left 1 --top 1 --border replicate", "out.ppm",
-       "3x2x3: 1 2 3 1 2 3 4 5 6 1 2 3 1 2 3 4 5 6"},
-      {"pad colour.ppm out.ppm --left 1 --right 1 --border const", "out.ppm", "4x1x3: 0 0 0 1 2 3 4 5 6 0 0 0"},
-      {"pad grey.pgm colour.ppm new --format ppm --right 1", "new/grey.ppm",
-       "3x2x3: 1 1 1 2 2 2 2 2 2 3 3 3 4 4 4 4 4 4"}};
-  for (const auto& [arguments, output, expected] : cases) {
-    const Run r = run(arguments);
-    EXPECT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(picture(output), expected) << arguments;
+  const std::tuple<std::string, std::string, std::string> cases[] = {
+      {"grey.pgm out.pgm", "--left 1 --bottom 2", "3x4x1: 1 1 2 3 3 4 3 3 4 3 3 4"},
+      {"grey.pgm out.pgm", "--top 1 --right 1 --border const --value 9", "3x3x1: 9 9 9 1 2 9 3 4 9"},
+      {"colour.ppm out.ppm", "--left 1 --top 1 --border replicate", "3x2x3: 1 2 3 1 2 3 4 5 6 1 2 3 1 2 3 4 5 6"},
+      {"colour.ppm out.ppm", "--left 1 --right 1 --border const", "4x1x3: 0 0 0 1 2 3 4 5 6 0 0 0"}};
+  for (const auto& [names, options, expected] : cases) {
+    ASSERT_EQ(run("pad " + names + " " + options).status, 0);
+    EXPECT_EQ(picture(names.substr(names.find("out"))), expected) << options;
   }
   expect_failures(*this, {{"pad grey.pgm b.pgm --left 65535",
-                           "grey.pgm: a size of 65537x2 is not supported, sides have 1 to 65535 "
-                           "pixels"},
+                           "grey.pgm: a size of 65537x2 is not supported, sides have 1 to 65535 pixels"},
                           {"pad colour.ppm b.pgm", "colour.ppm: cannot write b.pgm: a PGM file cannot hold colour"}});
 }
 
@@ -341,31 +322,25 @@ TEST_F(Program, FindsWhatStandsOutFromTheBackground) {
 }
 
 TEST_F(Program, MeasuresPictures) {
-  put("grey.pgm", "P2 3 1 255 3 4 0");
-  put("other.pgm", "P2 3 1 255 0 8 0");
-  put("first.pgm", "P2 3 1 255 1 0 0");
+  put("grey.pgm", "P2 3 1 255 3 4 200");
+  put("other.pgm", "P2 3 1 255 0 8 9");
+  put("two.pgm", "P2 3 1 255 1 7 0");
   put("none.pgm", "P2 3 1 255 0 0 0");
   put("colour.ppm", "P3 2 2 255 1 2 3  5 2 0  1 9 3  7 2 3");
+  put("white.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\xff'));  // its sum takes more than 32 bits
+  put("black.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\0'));
   const std::pair<std::string, std::string> cases[] = {
-      {"stats grey.pgm --against other.pgm --json",
-       R"({"width": 3, "height": 1, "selected": 3, "channels": [
-  {"channel": 1, "mean": 2.3333333333333335, "deviation": 1.6996731711975948,
-   "minimum": {"value": 0, "x": 2, "y": 0}, "maximum": {"value": 4, "x": 1, "y": 0},
+      {"stats grey.pgm --against other.pgm --mask two.pgm --json --threads 2",
+       R"({"width": 3, "height": 1, "selected": 2, "channels": [
+  {"channel": 1, "mean": 3.5, "deviation": 0.5,
+   "minimum": {"value": 3, "x": 0, "y": 0}, "maximum": {"value": 4, "x": 1, "y": 0},
    "norm": {"inf": 4, "l1": 7, "l2": 5},
    "difference": {"inf": 4, "l1": 7, "l2": 5},
    "relative": {"inf": 0.5, "l1": 0.875, "l2": 0.625}}
 ]}
 )"},
-      {"stats grey.pgm --against other.pgm --mask first.pgm --json --threads 2",
-       R"({"width": 3, "height": 1, "selected": 1, "channels": [
-  {"channel": 1, "mean": 3, "deviation": 0,
-   "minimum": {"value": 3, "x": 0, "y": 0}, "maximum": {"value": 3, "x": 0, "y": 0},
-   "norm": {"inf": 3, "l1": 3, "l2": 3},
-   "difference": {"inf": 3, "l1": 3, "l2": 3},
-   "relative": {"inf": null, "l1": null, "l2": null}}
-]}
-)"},
-      {"stats colour.ppm --channel 2 --against colour.ppm", R"(2x2 pixels, 4 selected
+      {"stats grey.pgm --against none.pgm --json", R"("relative": {"inf": null, "l1": null, "l2": null})"},
+      {"stats colour.ppm --channel 2", R"(2x2 pixels, 4 selected
                            green
 mean                        3.75
 deviation            3.031088913
@@ -376,32 +351,19 @@ maximum                        9
 norm Inf                       9
 norm L1                       15
 norm L2              9.643650761
-difference Inf                 0
-difference L1                  0
-difference L2                  0
-relative Inf                   0
-relative L1                    0
-relative L2                    0
 )"},
-      {"stats colour.ppm", R"(norm Inf                       7               9               3
-norm L1                       14              15               9
-norm L2              8.717797887     9.643650761     5.196152423
-)"},
-      {"stats grey.pgm --against other.pgm --mask none.pgm", R"(relative Inf                 nan
+      {"stats colour.ppm", "norm L2              8.717797887     9.643650761     5.196152423\n"},
+      {"stats grey.pgm --against other.pgm --mask none.pgm", R"(difference L2                  0
+relative Inf                 nan
 relative L1                  nan
 relative L2                  nan
-)"}};
-  for (const auto& [arguments, end] : cases) {
+)"},
+      {"stats black.pgm --against white.pgm --json --threads 1", R"("difference": {"inf": 255, "l1": 3.06e+09,)"},
+      {"stats black.pgm --against white.pgm --json --threads 1", R"("relative": {"inf": 1, "l1": 1, "l2": 1})"}};
+  for (const auto& [arguments, part] : cases) {
     const std::string out = run(arguments).out;
-    EXPECT_TRUE(out.ends_with(end)) << arguments << '\n' << out;
+    EXPECT_NE(out.find(part), std::string::npos) << arguments << '\n' << out;
   }
-
-  // More than a sum of bytes in 32 bits holds.
-  put("white.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\xff'));
-  put("black.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\0'));
-  const std::string large = run("stats black.pgm --against white.pgm --json --threads 1").out;
-  EXPECT_NE(large.find(R"("difference": {"inf": 255, "l1": 3.06e+09,)"), std::string::npos) << large;
-  EXPECT_NE(large.find(R"("relative": {"inf": 1, "l1": 1, "l2": 1})"), std::string::npos) << large;
 
   expect_failures(
       *this, {{"stats missing.pgm", "missing.pgm: No such file or directory"},
