@@ -5,20 +5,16 @@ namespace {
 
 using namespace test;
 
-struct Add {};
-struct AddSquare {};
-struct AddProduct {};
-struct AddWeighted {};
-struct AbsDiff {};
-struct AbsDiffC {};
+enum Op { Add, AddSquare, AddProduct, AddWeighted, AbsDiff, AbsDiffC };
 
 // A function from elements S to elements D.
-template <class Op, class S, class D>
+template <class S, class D>
 struct Member {
   std::string name;
+  Op op;
   bool masked;
   Function call;
-  static constexpr bool two = std::is_same_v<Op, AddProduct> || std::is_same_v<Op, AbsDiff>;
+  bool two() const { return op == AddProduct || op == AbsDiff; }
 };
 
 // body(member) for every member.
@@ -28,7 +24,7 @@ void each_member(const Body& body) {
 #define SOURCES SOURCE, &A::src2, &A::step2
 #define MASK &A::mask_plane, &A::mask_step
 #define TARGET &A::dst, &A::dst_step, &A::roi
-#define MEMBER(name, Op, S, D, masked, ...) body(Member<Op, S, D>{#name, masked, function(name, __VA_ARGS__)});
+#define MEMBER(name, Op, S, D, masked, ...) body(Member<S, D>{#name, Op, masked, function(name, __VA_ARGS__)});
 #define LUM_ACCUM(name, S, Op) MEMBER(name, Op, S, Lum32f, false, SOURCE, TARGET)
 #define LUM_ACCUM_MASKED(name, S, Op) MEMBER(name, Op, S, Lum32f, true, SOURCE, MASK, TARGET)
 #define LUM_ACCUM_PRODUCT(name, S) MEMBER(name, AddProduct, S, Lum32f, false, SOURCES, TARGET)
@@ -42,84 +38,39 @@ void each_member(const Body& body) {
 
 // ---- model ----
 
-template <class S>
-Lum32f product(S a, S b) {
-  if constexpr (sizeof(S) == 4) return a * b;
-  return Lum32f((long long)a * b);
-}
-template <class S>
-Lum32f model(Add, S a, S, bool selected, Lum32f acc, double) {
-  return selected ? acc + Lum32f(a) : acc;
-}
-template <class S>
-Lum32f model(AddSquare, S a, S, bool selected, Lum32f acc, double) {
-  return selected ? acc + Lum32f(a) * Lum32f(a) : acc;
-}
-template <class S>
-Lum32f model(AddProduct, S a, S b, bool selected, Lum32f acc, double) {
-  return acc + (selected ? product(a, b) : 0);
-}
-template <class S>
-Lum32f model(AddWeighted, S a, S, bool selected, Lum32f acc, double alpha) {
-  return acc + (Lum32f(a) - acc) * (selected ? Lum32f(alpha) : 0);
-}
-template <class S>
-S model(AbsDiff, S a, S b, bool, S, double) {
-  if constexpr (sizeof(S) == 4) return std::fabs(a - b);
-  return S(std::abs(int(a) - int(b)));
-}
-template <class S>
-S model(AbsDiffC, S a, S b, bool, S, double value) {
-  if constexpr (sizeof(S) == 4) return std::fabs(a - Lum32f(value));
-  return model(AbsDiff{}, a, S(std::min(std::max(value, 0.0), double(S(-1)))), true, b, 0);
-}
-// The one that is computed in extended precision.
-Lum32f extended_model(Lum32f a, bool selected, Lum32f acc, Lum32f alpha) {
-  const long double weight = selected ? alpha : 0;
-  return Lum32f(acc + ((long double)a - acc) * weight);
+template <class S, class D>
+D model(const Member<S, D>& m, S a, S b, bool selected, D d, double value) {
+  constexpr bool real = sizeof(S) == 4;
+  using Wide = std::conditional_t<real, Lum32f, long long>;
+  const Lum32f acc = Lum32f(d), v = Lum32f(a), alpha = selected ? Lum32f(value) : 0;
+  switch (m.op) {
+    case Add: return D(selected ? acc + v : acc);
+    case AddSquare: return D(selected ? acc + v * v : acc);
+    case AddProduct: return D(acc + (selected ? Lum32f(Wide(a) * Wide(b)) : 0));
+    case AddWeighted:
+      if (real && m.masked) return D(acc + ((long double)v - acc) * alpha);  // the one in extended precision
+      return D(acc + (v - acc) * alpha);
+    case AbsDiff: return D(std::abs(Wide(a) - Wide(b)));
+    default: return D(std::abs(Wide(a) - Wide(real ? value : std::clamp(value, 0.0, double(S(-1))))));
+  }
 }
 
-template <class T>
-T any_element(std::mt19937& random) {
-  constexpr float kSpecial[] = {0, -0.0f, 1e-30f, -3e38f, 3e38f, INFINITY, -INFINITY, 16777216};
-  if constexpr (sizeof(T) == 4)
-    if (random() % 4 == 0) return kSpecial[random() % std::size(kSpecial)];
-  return random_element<T>(random);
-}
-
-// Bits, but any NaN equals any other.
-template <class T>
-bool same(T a, T b) {
-  return memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b);
-}
-
-template <class Op, class S, class D>
-void check(const Member<Op, S, D>& m, LumSize roi, Placement place, double value, bool in_place, std::mt19937& random) {
-  const auto placed = [&](int size) { return Placement{place.padding * size, place.shift}; };
-  Plane<S> a(roi, 1, placed(sizeof(S))), b(roi, 1, placed(sizeof(S)));
-  Plane<Lum8u> mask(roi, 1, placed(1));
-  Plane<D> dst(roi, 1, placed(sizeof(D)));
-  const bool sparse = random() % 2;
-  a.fill([&](int, int) { return any_element<S>(random); });
-  b.fill([&](int, int) { return any_element<S>(random); });
-  mask.fill([&](int, int) { return random() % 2 ? 0 : sparse ? 1 << random() % 8 : 255; });
+template <class S, class D>
+void check(const Member<S, D>& m, LumSize roi, Placement place, double value, bool in_place, std::mt19937& random) {
+  Images<S> images(roi, 1, 1, place);
+  Plane<D> dst(roi, 1, place);
+  images.select(500, random);
+  for (Plane<S>* plane : {&images.a, &images.b}) plane->fill([&](int, int) { return any_element<S>(random); });
   dst.fill([&](int, int) { return any_element<D>(random); });
   std::vector<D> expected;
   for (int y = 0; y < roi.height; ++y)
     for (int x = 0; x < roi.width; ++x) {
-      const S s = in_place ? S(dst.get(x, y)) : a.get(x, y);
-      const bool selected = !m.masked || mask.get(x, y);
-      if (std::is_same_v<Op, AddWeighted> && m.masked && sizeof(S) == 4)
-        expected.push_back(D(extended_model(Lum32f(s), selected, Lum32f(dst.get(x, y)), Lum32f(value))));
-      else
-        expected.push_back(model(Op{}, s, b.get(x, y), selected, dst.get(x, y), value));
+      const S a = in_place ? S(dst.get(x, y)) : images.a.get(x, y);
+      expected.push_back(model(m, a, images.b.get(x, y), images.selected(m.masked)(x, y), dst.get(x, y), value));
     }
-  A arguments;
-  arguments.set_roi(roi);
-  arguments.src = in_place ? (const void*)dst.data() : a.data(), arguments.step = in_place ? dst.step() : a.step();
-  arguments.src2 = b.data(), arguments.step2 = b.step();
-  arguments.mask_plane = mask.data(), arguments.mask_step = mask.step();
-  arguments.dst = dst.data(), arguments.dst_step = dst.step();
+  A arguments = images.arguments();
+  arguments.set_target(dst);
+  if (in_place) arguments.set_source(dst);
   arguments.value = value;
   ASSERT_EQ(lumStatusOk, m.call(arguments)) << m.name;
   ASSERT_TRUE(dst.equals([&](int x, int y) {
@@ -132,65 +83,53 @@ void check(const Member<Op, S, D>& m, LumSize roi, Placement place, double value
 TEST(Accumulators, EqualModel) {
   std::mt19937 random(1);
   const double values[] = {0, 1, 0.25, -0.7, 300, -7, 70000, 1e9, 3.5e-6};
-  each_member([&]<class Op, class S, class D>(const Member<Op, S, D>& m) {
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
     for (int width = 1; width <= 70; ++width)
-      for (int i = 0; i < 3; ++i) {
-        const Placement place = {int(random() % 3), int(random() % 17)};
-        check(m, {width, 1 + int(random() % 3)}, place, values[random() % std::size(values)],
+      for (int i = 0; i < 3; ++i)
+        check(m, {width, 1 + int(random() % 3)}, any_placement(random), values[random() % std::size(values)],
               sizeof(S) == sizeof(D) && random() % 4 == 0, random);
-      }
     check(m, {700, 5}, {}, -0.5, false, random);
-    if constexpr (std::is_same_v<Op, AddWeighted>)
-      for (double alpha : {double(INFINITY), double(NAN)}) check(m, {37, 3}, {}, alpha, false, random);
+    for (double alpha : {double(INFINITY), double(NAN)})
+      if (m.op == AddWeighted) check(m, {37, 3}, {}, alpha, false, random);
   });
 }
 
 // Just below the middle of two floats, which is where double precision would put it.
 TEST(Accumulators, ExtendedPrecision) {
   const LumSize roi = {19, 1};
-  const Lum32f old = 1 + 0x1p-23f, alpha = 0x1p-24f * (1 + 0x1p-18f);
-  Plane<Lum32f> src(roi), acc(roi);
-  Plane<Lum8u> mask(roi);
-  src.fill([&](int, int) { return old + (1 - 0x1p-18f); });
-  mask.fill([](int x, int) { return x % 3; });
-  acc.fill([&](int x, int) { return x % 5 ? old : -old; });
-  std::vector<Lum32f> expected;
-  for (int x = 0; x < roi.width; ++x)
-    expected.push_back(extended_model(src.get(x, 0), x % 3 != 0, acc.get(x, 0), alpha));
-  ASSERT_EQ(lumStatusOk, lumiAddWeighted_32f_C1IMR(src.data(), src.step(), mask.data(), mask.step(), acc.data(),
-                                                   acc.step(), roi, alpha));
-  EXPECT_TRUE(acc.equals([&](int x, int) { return expected[x]; }));
+  const Lum32f old = 1 + 0x1p-23f;
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
+    if (m.op != AddWeighted || !m.masked || sizeof(S) < 4) return;
+    Images<S> images(roi, 1);
+    Plane<D> acc(roi);
+    images.a.fill([&](int, int) { return old + (1 - 0x1p-18f); });
+    images.mask.fill([](int x, int) { return x % 3; });
+    const auto before = [&](int x) { return D(x % 5 ? old : -old); };
+    acc.fill([&](int x, int) { return before(x); });
+    A a = images.arguments();
+    a.set_target(acc), a.value = 0x1p-24f * (1 + 0x1p-18f);
+    ASSERT_EQ(lumStatusOk, m.call(a));
+    EXPECT_TRUE(acc.equals([&](int x, int) { return model(m, images.a.get(x, 0), S(0), x % 3, before(x), a.value); }));
+  });
 }
 
 TEST(Accumulators, WrongArguments) {
-  each_member([]<class Op, class S, class D>(const Member<Op, S, D>& m) {
-    constexpr bool two = Member<Op, S, D>::two;
+  each_member([]<class S, class D>(const Member<S, D>& m) {
     const LumSize roi = {8, 1};
-    const Plane<S> a(roi), b(roi);
-    const Plane<Lum8u> mask(roi);
+    const Images<S> images(roi, 1);
     const Plane<D> dst(roi);
-    A good;
-    good.set_roi(roi);
-    good.src = a.data(), good.src2 = b.data(), good.mask_plane = mask.data(), good.dst = dst.data();
-    good.step = a.step(), good.step2 = b.step(), good.mask_step = mask.step(), good.dst_step = dst.step();
-    std::vector<Fault> faults = {null(&A::src),
-                                 null(&A::src2, two),
-                                 null(&A::mask_plane, m.masked),
-                                 null(&A::dst),
-                                 bad_size(&A::width, 0),
-                                 bad_size(&A::height, -1),
-                                 bad_step(&A::width, wrapping_width(sizeof(S)))};
-    const int element = sizeof(S), step = a.step(), dst_step = dst.step();
-    const Fault size1 = bad_step(&A::step, step - 1), odd1 = odd_step(&A::step, step + 1, element > 1);
-    const Fault size2 = bad_step(&A::step2, step - 1, two), odd2 = odd_step(&A::step2, step + 1, two && element > 1);
-    const Fault mask_size = bad_step(&A::mask_step, 7, m.masked);
-    const Fault size3 = bad_step(&A::dst_step, dst_step - 1);
-    const Fault odd3 = odd_step(&A::dst_step, dst_step + 1, sizeof(D) > 1);
-    if (sizeof(S) == sizeof(D))
-      faults.insert(faults.end(), {size1, size2, mask_size, size3, odd1, odd2, odd3});
-    else
-      faults.insert(faults.end(), {size1, odd1, size2, odd2, mask_size, size3, odd3});
-    expect_check_order(m.name, m.call, good, faults);
+    A good = images.arguments();
+    good.set_target(dst);
+    // Multiples are checked after all sizes of steps where source and destination have the same type.
+    const bool two = m.two(), odd = sizeof(S) > 1, early = odd && sizeof(S) != sizeof(D), late = odd && !early;
+    expect_check_order(
+        m.name, m.call, good,
+        {null(&A::src), null(&A::src2, two), null(&A::mask_plane, m.masked), null(&A::dst), bad_size(&A::width, 0),
+         bad_size(&A::height, -1), bad_step(&A::width, wrapping_width(sizeof(S))), bad_step(&A::step, good.step - 1),
+         odd_step(&A::step, good.step + 1, early), bad_step(&A::step2, good.step2 - 1, two),
+         odd_step(&A::step2, good.step2 + 1, two && early), bad_step(&A::mask_step, 7, m.masked),
+         bad_step(&A::dst_step, good.dst_step - 1), odd_step(&A::step, good.step + 1, late),
+         odd_step(&A::step2, good.step2 + 1, two && late), odd_step(&A::dst_step, good.dst_step + 1, sizeof(D) > 1)});
     EXPECT_TRUE(dst.untouched()) << m.name;
   });
 }

@@ -18,8 +18,8 @@ int index_of(int i, int n, int border) {
 template <class T, int C, class F>
 void check(const char* name, F function, LumSize roi, int border, int left, int right, int top, int bottom,
            std::mt19937& random) {
-  Plane<T> src(roi, C, {int(random() % 3) * int(sizeof(T)), int(random() % 17)});
-  src.fill([&](int, int) { return random_element<T>(random); });
+  Plane<T> src(roi, C, any_placement(random));
+  src.fill(random);
   const T value = random_element<T>(random);
   T* const image = function(src.data(), src.step(), roi.width, roi.height, border, value, left, right, top, bottom);
   ASSERT_NE(nullptr, image) << name;

@@ -39,20 +39,65 @@ struct Arguments {
   LumSize roi() const { return {width, height}; }
   LumSize from_roi() const { return {from_width, from_height}; }
   void set_roi(LumSize roi) { width = roi.width, height = roi.height; }
-  template <class S, class D>
-  void set_planes(const Plane<S>& from, const Plane<D>& to, const Block& work) {
-    src = from.data(), step = from.step(), dst = to.data(), dst_step = to.step(), buffer = work.bytes();
-    set_roi(to.roi());
+  void set_source(const auto& plane) { src = plane.data(), step = plane.step(); }
+  void set_source2(const auto& plane) { src2 = plane.data(), step2 = plane.step(); }
+  void set_mask(const auto& plane) { mask_plane = plane.data(), mask_step = plane.step(); }
+  void set_target(const auto& plane) {
+    dst = plane.data(), dst_step = plane.step();
+    set_roi(plane.roi());
   }
 };
 
 using A = Arguments;
+
+// What a call reads: one plane or two, of which one channel is measured, and perhaps a mask.
+template <class S>
+struct Images {
+  Images(LumSize roi, int channel_count, int channel = 1, Placement place = {})
+      : channels(channel_count), coi(channels == 1 ? 1 : channel), a(roi, channels, place),
+        b(roi, channels, {2 * place.padding, place.shift}), mask(roi, 1, place) {}
+  void select(unsigned thousandths, std::mt19937& random) {
+    mask.fill([&](int, int) { return random() % 1000 < thousandths ? 1 << random() % 8 : 0; });
+  }
+  Arguments arguments() const {
+    Arguments args;
+    args.set_source(a), args.set_source2(b), args.set_mask(mask), args.set_roi(mask.roi()), args.coi = coi;
+    return args;
+  }
+  // For the models.
+  auto values_of(const Plane<S>& plane) const {
+    return [&](int x, int y) { return plane.get(x * channels + coi - 1, y); };
+  }
+  auto selected(bool masked = true) const {
+    return [this, masked](int x, int y) { return !masked || mask.get(x, y) != 0; };
+  }
+  const int channels, coi;
+  Plane<S> a, b;
+  Plane<Lum8u> mask;
+};
 
 // A function of the library; `arguments` tells which of them each of its parameters is.
 using Function = std::function<LumStatus(const Arguments&)>;
 template <class... P, class... Argument>
 Function function(LumStatus (*f)(P...), Argument... arguments) {
   return [=](const Arguments& a) { return f((P)std::invoke(arguments, a)...); };
+}
+
+// make(plane) does the same whatever the thread count.
+template <class D, class Make>
+void expect_equal_on_threads(const std::string& name, LumSize roi, int channels, const Make& make,
+                             std::initializer_list<int> counts = {2, 3, 5}) {
+  const Plane<D> serial(roi, channels);
+  {
+    const Threads scope(1);
+    make(serial);
+  }
+  for (int count : counts) {
+    const Threads scope(count);
+    const Plane<D> parallel(roi, channels);
+    make(parallel);
+    ASSERT_TRUE(parallel.equals(serial)) << name << ", " << count << " threads";
+  }
 }
 
 inline int buffer_bytes(const Function& size, Arguments a) {

@@ -125,22 +125,22 @@ struct TwoPasses {
 // ---- results ----
 
 template <class S, class D>
-void run(const Member<S, D>& m, A a, const Plane<S>& src, const Plane<D>& dst, int shift = 0) {
-  a.set_roi(dst.roi());
-  const Block buffer(buffer_bytes(m.size, a), shift);
-  a.set_planes(src, dst, buffer);
-  ASSERT_EQ(lumStatusOk, m.call(a)) << m.name;
+void run(const Function& call, const Function& size, A a, const Plane<S>& src, const Plane<D>& dst, int shift = 0) {
+  a.set_source(src), a.set_target(dst);
+  const Block buffer(buffer_bytes(size, a), shift);
+  a.buffer = buffer.bytes();
+  ASSERT_EQ(lumStatusOk, call(a));
 }
 
 template <class S, class D>
 void check(const Member<S, D>& m, LumSize roi, A a, std::mt19937& random, Placement place = {}) {
-  Plane<S> src(roi, 1, {place.padding * int(sizeof(S)), place.shift});
-  const Plane<D> dst(roi, 1, {place.padding * int(sizeof(D)), 15 - place.shift});
+  Plane<S> src(roi, 1, place);
+  const Plane<D> dst(roi, 1, {place.padding, 15 - place.shift});
   const bool extremes = sizeof(S) == 1 && random() % 4 == 0;  // their sums reach furthest
   src.fill([&](int, int) { return extremes ? S(random() % 2 ? 255 : 0) : random_element<S>(random); });
   const S value = random_element<S>(random);
   a.border_value = value;
-  run(m, a, src, dst, place.shift);
+  run(m.call, m.size, a, src, dst, place.shift);
   const Kernels& k = a.mask == 33 ? m.filter().taps3 : m.filter().taps5;
   std::vector<TwoPasses<S, int>> passes = {{src, k.row, k.column, a.border, value}};
   if (!k.row2.empty()) passes.emplace_back(src, k.row2, k.column2, a.border, value);
@@ -167,8 +167,7 @@ TEST(FixedFilters, EqualModel) {
         a.border = random() % 5, a.divisor = kDivisors[random() % std::size(kDivisors)];
         check(m, roi, a, random, place);
       };
-      for (int i = 0; i < 140; ++i)
-        check_any({1 + i / 2, 1 + int(random() % (i % 4 ? 6 : 40))}, {int(random() % 3), int(random() % 17)});
+      for (int i = 0; i < 140; ++i) check_any({1 + i / 2, 1 + int(random() % (i % 4 ? 6 : 40))}, any_placement(random));
       for (int width : {1024, 2049, 4099}) check_any({width, 6}, {});  // wide, also with rows 4096 bytes apart
       for (int border : kBorders)
         for (LumSize roi : {LumSize{1, 1}, {2, 1}, {1, 2}, {2, 2}, {3, 3}, {33, 9}}) {
@@ -184,20 +183,13 @@ TEST(FixedFilters, ThreadsDoNotChangeResults) {
   const LumSize roi = {261, 1283};
   each_member([&]<class S, class D>(const Member<S, D>& m) {
     Plane<S> src(roi);
-    src.fill([&](int, int) { return random_element<S>(random); });
+    src.fill(random);
     A a;
     a.border_value = 7, a.divisor = 3;
     for (int mask : m.masks())
       for (int border : {lumBorderConst, lumBorderWrap}) {
         a.mask = mask, a.border = border;
-        const Plane<D> serial(roi);
-        for (int threads : {1, 2, 3, 5}) {
-          const Threads scope(threads);
-          const Plane<D> dst(roi);
-          run(m, a, src, dst);
-          if (threads == 1) std::memcpy(serial.data(), dst.data(), size_t(dst.step()) * roi.height);
-          ASSERT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); })) << m.name << ", " << threads;
-        }
+        expect_equal_on_threads<D>(m.name, roi, 1, [&](const Plane<D>& dst) { run(m.call, m.size, a, src, dst); });
       }
   });
 }
@@ -239,7 +231,7 @@ TEST(FixedFilters, WrongArguments) {
     const Block buffer(16384);
     src.fill([](int, int) { return 1; });
     A good;
-    good.set_planes(src, dst, buffer);
+    good.set_source(src), good.set_target(dst), good.buffer = buffer.bytes();
     const bool masked = m.masks().size() == 2;
     expect_check_order(
         m.name, m.call, good,
@@ -271,17 +263,16 @@ std::vector<Lum32f> gauss_taps(int n, Lum32f sigma) {
   return {taps.begin(), taps.end()};
 }
 
-void check_gauss(LumSize roi, int taps, Lum32f sigma, int border, Placement place, std::mt19937& random) {
-  Plane<Lum32f> src(roi, 1, place), dst(roi, 1, {place.padding, 15 - place.shift});
-  src.fill([&](int, int) { return random_element<Lum32f>(random); });
+// At steps that need not be multiples of 4 here.
+void check_gauss(LumSize roi, int taps, Lum32f sigma, int border, std::mt19937& random) {
+  const int padding = int(random() % 7), shift = int(random() % 17);
+  Plane<Lum32f> src(roi, 1, {0, shift, padding}), dst(roi, 1, {0, 15 - shift, padding});
+  src.fill(random);
   const Lum32f value = random_element<Lum32f>(random);
   A a;
   a.set_roi(roi), a.taps = taps, a.sigma = sigma, a.border = border, a.border_value = value;
-  const int bytes = (((roi.width + 3) / 4 * 4 + taps) * (roi.height + taps) + taps) * 4 + 64;
-  ASSERT_EQ(bytes, buffer_bytes(kGaussSize, a));
-  const Block buffer(bytes, place.shift);
-  a.set_planes(src, dst, buffer);
-  ASSERT_EQ(lumStatusOk, kGauss(a));
+  EXPECT_EQ((((roi.width + 3) / 4 * 4 + taps) * (roi.height + taps) + taps) * 4 + 64, buffer_bytes(kGaussSize, a));
+  run(kGauss, kGaussSize, a, src, dst, shift);
   const auto kernel = gauss_taps(taps, sigma);
   ASSERT_TRUE(dst.equals(TwoPasses<Lum32f, Lum32f>(src, kernel, kernel, border, value)))
       << roi.width << "x" << roi.height << ", " << taps << " taps, sigma " << sigma << ", border " << border;
@@ -291,15 +282,14 @@ TEST(Gauss, EqualsModel) {
   std::mt19937 random(3);
   for (int border : kBorders)
     for (int taps : {3, 5, 7, 9, 31})
-      for (int width : {1, 2, 3, 7, 8, 9, 30, 31, 33, 64})  // at steps that need not be multiples of 4 here
-        check_gauss({width, 1 + int(random() % 20)}, taps, 0.4f + taps / 7.0f, border,
-                    {int(random() % 7), int(random() % 17)}, random);
-  check_gauss({5, 2}, 601, 80, lumBorderMirr, {}, random);
-  check_gauss({300, 2}, 601, 1e-30f, lumBorderWrap, {}, random);
-  for (int taps : {31, 101}) check_gauss({2000, 3}, taps, 1.5f, lumBorderMirr, {}, random);  // several strips
+      for (int width : {1, 2, 3, 7, 8, 9, 30, 31, 33, 64})
+        check_gauss({width, 1 + int(random() % 20)}, taps, 0.4f + taps / 7.0f, border, random);
+  check_gauss({5, 2}, 601, 80, lumBorderMirr, random);
+  check_gauss({300, 2}, 601, 1e-30f, lumBorderWrap, random);
+  for (int taps : {31, 101}) check_gauss({2000, 3}, taps, 1.5f, lumBorderMirr, random);  // several strips
   for (int threads : {2, 3, 5}) {
     const Threads scope(threads);
-    for (int border : {lumBorderConst, lumBorderMirrR}) check_gauss({257, 641}, 5, 1, border, {}, random);
+    for (int border : {lumBorderConst, lumBorderMirrR}) check_gauss({257, 641}, 5, 1, border, random);
   }
 }
 
@@ -308,17 +298,11 @@ TEST(Gauss, PartsOfTheBufferAreLimited) {
   const LumSize roi = {257, 2048};
   std::mt19937 random(4);
   Plane<Lum32f> src(roi);
-  src.fill([&](int, int) { return random_element<Lum32f>(random); });
+  src.fill(random);
   A a;
-  a.set_roi(roi), a.taps = 725, a.sigma = 100;
-  const Block buffer(buffer_bytes(kGaussSize, a));
-  const Plane<Lum32f> serial(roi), dst(roi);
-  for (int threads : {1, 16}) {
-    const Threads scope(threads);
-    a.set_planes(src, threads == 1 ? serial : dst, buffer);
-    ASSERT_EQ(lumStatusOk, kGauss(a));
-  }
-  EXPECT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); }));
+  a.taps = 725, a.sigma = 100;
+  const auto make = [&](const Plane<Lum32f>& dst) { run(kGauss, kGaussSize, a, src, dst); };
+  expect_equal_on_threads<Lum32f>("Gauss", roi, 1, make, {16});
 }
 
 TEST(Gauss, WrongArguments) {
@@ -326,7 +310,7 @@ TEST(Gauss, WrongArguments) {
   const Block buffer(4096);
   int bytes = -1;
   A good;
-  good.set_planes(src, dst, buffer);
+  good.set_source(src), good.set_target(dst), good.buffer = buffer.bytes();
   good.step = good.dst_step = 8, good.bytes = &bytes;  // the bytes of a step are compared with pixels
   expect_check_order("Gauss", kGauss, good,
                      {null(&A::src), null(&A::dst), null(&A::buffer), bad_size(&A::height, 0), bad_size(&A::width, 0),

@@ -1,12 +1,10 @@
 // Means and deviations from outside: results in their precision, bands, memory, arguments.
-#include "calls.h"
 #include "moments_rules.h"
+#include "statistics_calls.h"
 
 namespace {
 
 using namespace test;
-
-constexpr int kSerial = 40;  // in place of an exponent
 
 template <class S>
 struct Member {
@@ -55,30 +53,23 @@ S element(Content content, int y, std::mt19937& random) {
 template <class S>
 void check(const Member<S>& m, LumSize roi, Content content, unsigned selected, int threads, std::mt19937& random) {
   const Threads set(threads);
-  const int coi = m.channels == 1 ? 1 : 1 + int(random() % 3);
-  Plane<S> src(roi, m.channels, {int(random() % 3 * sizeof(S)), int(random() % 17) - 1});
-  Plane<Lum8u> mask(roi, 1, {int(random() % 3), int(random() % 17) - 1});
-  mask.fill([&](int, int) { return random() % 1000 < selected ? 1 << random() % 8 : 0; });
-  src.fill([&](int x, int y) {
-    if (std::is_floating_point_v<S> && m.masked && !mask.get(x / m.channels, y))
+  Images<S> images(roi, m.channels, 1 + int(random() % 3), any_placement(random));
+  images.select(selected, random);
+  images.a.fill([&](int x, int y) {
+    if (std::is_floating_point_v<S> && m.masked && !images.mask.get(x / m.channels, y))
       return S(random() % 2 ? NAN : INFINITY);
     return element<S>(content, y, random);
   });
   const long long pixels = (long long)roi.width * roi.height;
   const bool parallel = lumGetNumCoresOnDie() > 1 && m.exponent < kSerial && pixels >= (long long)threads << m.exponent;
-  const Moments want = moments<S>(
-      roi, parallel ? threads : 1, is_whole(roi, m.channels, m.masked),
-      [&](int x, int y) { return src.get(x * m.channels + coi - 1, y); },
-      [&](int x, int y) { return !m.masked || mask.get(x, y); });
+  const Moments want = moments<S>(roi, parallel ? threads : 1, is_whole(roi, m.channels, m.masked),
+                                  images.values_of(images.a), images.selected(m.masked));
   Moments got = {-7, -7};
-  A a;
-  a.set_roi(roi);
-  a.src = src.data(), a.step = src.step(), a.mask_plane = mask.data(), a.mask_step = mask.step(), a.coi = coi;
+  A a = images.arguments();
   const unsigned missing = m.mean_only ? 0 : random() % 8;
   a.mean = missing & 1 && missing < 4 ? nullptr : &got.mean;
   a.deviation = missing & 2 && missing < 4 ? nullptr : &got.deviation;
   ASSERT_EQ(lumStatusOk, m.call(a)) << m.name;
-  const auto same = [](Lum64f x, Lum64f y) { return memcmp(&x, &y, sizeof x) == 0 || (x != x && y != y); };
   ASSERT_TRUE(!a.mean || same(want.mean, got.mean)) << m.name << ": mean " << got.mean << ", expected " << want.mean;
   ASSERT_TRUE(m.mean_only || !a.deviation || same(want.deviation, got.deviation))
       << m.name << ": deviation " << got.deviation << ", expected " << want.deviation << ", " << roi.width << "x"
@@ -110,84 +101,51 @@ TEST(Means, Thresholds) {
   });
 }
 
+// The largest has sums that 32 bits do not hold and squares that double precision does not hold.
 TEST(Means, IntegersInBandsAndLongRows) {
   std::mt19937 random(3);
   each_member([&]<class S>(const Member<S>& m) {
     if (std::is_floating_point_v<S>) return;
     check(m, {773, 511}, kPlain, 500, 3, random);
     check(m, {530001, 1}, random() % 2 ? kExtreme : kConstant, 999, 1, random);
+    for (int threads : {1, 3})
+      if (m.channels == 1 && !m.masked) check(m, {4096, 2049}, kPlain, 1000, threads, random);
   });
 }
 
-// Sums that 32 bits do not hold, and squares that double precision does not hold.
-TEST(Means, LargeSums) {
-  const LumSize roi = {4096, 2049};
-  Plane<Lum8u> bytes(roi);
-  Plane<Lum16u> words(roi);
-  bytes.fill([](int, int) { return 255; });
-  words.fill([](int x, int y) { return 65535 - (x * 7 + y) % 5; });
-  for (int threads : {1, 3}) {
-    const Threads set(threads);
-    Moments got;
-    EXPECT_EQ(lumStatusOk, lumiMean_StdDev_8u_C1R(bytes.data(), bytes.step(), roi, &got.mean, &got.deviation));
-    EXPECT_EQ(255, got.mean);
-    EXPECT_EQ(0, got.deviation);
-    EXPECT_EQ(lumStatusOk, lumiMean_8s_C1MR((Lum8s*)bytes.data(), 4096, bytes.data(), 4096, roi, &got.mean));
-    EXPECT_EQ(-1, got.mean);
-    const Moments want = moments<Lum16u>(
-        roi, lumGetNumCoresOnDie() > 1 ? threads : 1, false, [&](int x, int y) { return words.get(x, y); },
-        [](int, int) { return true; });
-    EXPECT_EQ(lumStatusOk, lumiMean_StdDev_16u_C1R(words.data(), words.step(), roi, &got.mean, &got.deviation));
-    EXPECT_EQ(want.mean, got.mean);
-    EXPECT_EQ(want.deviation, got.deviation);
-  }
+// Three sums of bands; for deviations far below the mean, which those of one value are, once more.
+struct ManyThreadsMeans : ManyThreads {
+  ManyThreadsMeans() { a.mean = &results.mean, a.deviation = &results.deviation; }
+  Moments results = {-7, -7};
+  A a;
+};
+
+TEST_F(ManyThreadsMeans, Thresholds) {
+  each_member([&]<class S>(const Member<S>& m) {
+    const bool twice = std::is_floating_point_v<S> && !m.mean_only;
+    expect_parallel_from(m.exponent, twice ? 6 : 3, m.name, m.call, a, m.channels * int(sizeof(S)));
+  });
 }
 
-// Above 32 threads sums of bands need memory; a second pass does once more.
-TEST(Means, Memory) {
+TEST_F(ManyThreadsMeans, NoMemory) {
   if (lumGetNumCoresOnDie() == 1) GTEST_SKIP();
-  static int calls, failing, blocks;
-  const Threads many(33);
-  const LumSize roi = {1 << 15, 66};
-  Plane<Lum32f> src(roi);
+  Plane<Lum32f> src({1 << 15, 66});
   src.fill([](int x, int) { return 1000 + x % 2; });
-  const auto hooks = std::pair(i_malloc, i_free);
-  i_malloc = [](size_t size) { return ++calls == failing ? nullptr : (++blocks, malloc(size)); };
-  i_free = [](void* block) { --blocks, free(block); };
-  int failures = 0;
-  for (failing = 1; failing < 50; ++failing) {
-    calls = 0;
-    Moments got = {-7, -7};
-    if (lumiMean_StdDev_32f_C1R(src.data(), src.step(), roi, &got.mean, &got.deviation) == lumStatusNoMemory) {
-      ++failures;
-      EXPECT_TRUE(got.mean == -7 && got.deviation == -7);
-    } else {
-      EXPECT_LT(calls, failing);
-      EXPECT_EQ(1000.5, got.mean);
-      EXPECT_EQ(0.5, got.deviation);
-    }
-    EXPECT_EQ(0, blocks);
-  }
-  std::tie(i_malloc, i_free) = hooks;
-  EXPECT_GE(failures, 2);
+  a.set_source(src), a.set_roi(src.roi());
+  const Function call = function(lumiMean_StdDev_32f_C1R, &A::src, &A::step, &A::roi, &A::mean, &A::deviation);
+  expect_no_memory(call, a, 6);
+  EXPECT_TRUE(results.mean == -7 && results.deviation == -7);
+  EXPECT_EQ(lumStatusOk, call(a));
+  EXPECT_TRUE(results.mean == 1000.5 && results.deviation == 0.5);
 }
 
 TEST(Means, WrongArguments) {
   each_member([]<class S>(const Member<S>& m) {
-    const Plane<S> src({8, 1}, m.channels);
-    const Plane<Lum8u> mask({8, 1});
+    const Images<S> images({8, 1}, m.channels);
     Moments results = {-7, -7};
-    A good;
-    good.set_roi({8, 1});
-    good.src = src.data(), good.step = src.step(), good.mask_plane = mask.data(), good.mask_step = mask.step();
+    A good = images.arguments();
     good.mean = &results.mean, good.deviation = &results.deviation;
-    const bool wide = sizeof(S) > 1, coi = m.channels == 3;
-    expect_check_order(
-        m.name, m.call, good,
-        {null(&A::src), null(&A::mask_plane, m.masked), null(&A::mean, m.mean_only), bad_size(&A::width, 0),
-         bad_size(&A::height, -1), bad_step(&A::width, wrapping_width(sizeof(S) * m.channels)),
-         bad_step(&A::step, good.step - 1), bad_step(&A::mask_step, 7, m.masked),
-         odd_step(&A::step, good.step + 1, wide), bad_channel(&A::coi, 0, coi), bad_channel(&A::coi, 4, coi)});
+    expect_image_checks<S>(m.name, m.call, good, m.channels, false, m.masked, null(&A::mean, m.mean_only));
     EXPECT_TRUE(results.mean == -7 && results.deviation == -7) << m.name;
   });
 }

@@ -1,11 +1,10 @@
 // Extrema with their positions from outside: results, ties, masks, bands, arguments.
-#include "calls.h"
 #include "moments_rules.h"
+#include "statistics_calls.h"
 
 namespace test {
 bool operator==(const Extreme& a, const Extreme& b) {
-  const bool same_value = memcmp(&a.value, &b.value, sizeof a.value) == 0 || (a.value != a.value && b.value != b.value);
-  return same_value && a.at.x == b.at.x && a.at.y == b.at.y;
+  return same(a.value, b.value) && a.at.x == b.at.x && a.at.y == b.at.y;
 }
 std::ostream& operator<<(std::ostream& out, const Extreme& e) {
   return out << e.value << " at (" << e.at.x << ", " << e.at.y << ")";
@@ -58,26 +57,19 @@ S element(Content content, bool late, std::mt19937& random) {
 
 template <class S>
 void check(const Member<S>& m, LumSize roi, Content content, unsigned selected, std::mt19937& random) {
-  const int coi = m.channels == 1 ? 1 : 1 + int(random() % 3);
-  Plane<S> src(roi, m.channels, {int(random() % 3 * sizeof(S)), int(random() % 17) - 1});
-  Plane<Lum8u> mask(roi, 1, {int(random() % 3), int(random() % 17) - 1});
-  src.fill([&](int, int y) { return element<S>(content, y > roi.height / 2, random); });
-  mask.fill([&](int, int) { return random() % 1000 < selected ? 1 << random() % 8 : 0; });
-  const Extremes expected = extremes(
-      roi, [&](int x, int y) { return Lum32f(src.get(x * m.channels + coi - 1, y)); },
-      [&](int x, int y) { return !m.masked || mask.get(x, y); });
+  Images<S> images(roi, m.channels, 1 + int(random() % 3), any_placement(random));
+  images.a.fill([&](int, int y) { return element<S>(content, y > roi.height / 2, random); });
+  images.select(selected, random);
+  const auto values = [&](int x, int y) { return Lum32f(images.values_of(images.a)(x, y)); };
+  const Extremes expected = extremes(roi, values, images.selected(m.masked));
   Extremes got;
-  A a;
-  a.set_roi(roi);
-  a.src = src.data(), a.step = src.step(), a.mask_plane = mask.data(), a.mask_step = mask.step(), a.coi = coi;
+  A a = images.arguments();
   set_results(a, got);
   ASSERT_EQ(lumStatusOk, m.call(a)) << m.name;
-  const auto call = [&] {
-    return m.name + ", " + std::to_string(roi.width) + "x" + std::to_string(roi.height) + ", content " +
-           std::to_string(content) + ", channel " + std::to_string(coi);
-  };
-  ASSERT_EQ(expected.least, got.least) << call();
-  ASSERT_EQ(expected.greatest, got.greatest) << call();
+  const std::string call = m.name + ", " + std::to_string(roi.width) + "x" + std::to_string(roi.height) + ", content " +
+                           std::to_string(content) + ", channel " + std::to_string(images.coi);
+  ASSERT_EQ(expected.least, got.least) << call;
+  ASSERT_EQ(expected.greatest, got.greatest) << call;
 }
 
 TEST(Extrema, EqualModel) {
@@ -97,22 +89,12 @@ TEST(Extrema, EqualModel) {
 
 TEST(Extrema, WrongArguments) {
   each_member([]<class S>(const Member<S>& m) {
-    const LumSize roi = {8, 1};
-    const Plane<S> src(roi, m.channels);
-    const Plane<Lum8u> mask(roi);
+    const Images<S> images({8, 1}, m.channels);
     const Extreme before = {7, {7, 7}};
     Extremes results = {before, before};
-    A good;
-    good.set_roi(roi);
-    good.src = src.data(), good.step = src.step(), good.mask_plane = mask.data(), good.mask_step = mask.step();
+    A good = images.arguments();
     set_results(good, results);
-    const bool wide = sizeof(S) > 1, coi = m.channels == 3;
-    expect_check_order(
-        m.name, m.call, good,
-        {null(&A::src), null(&A::mask_plane, m.masked), bad_size(&A::width, 0), bad_size(&A::height, -1),
-         bad_step(&A::width, wrapping_width(sizeof(S) * m.channels)), bad_step(&A::step, good.step - 1),
-         bad_step(&A::mask_step, 7, m.masked), odd_step(&A::step, good.step + 1, wide), bad_channel(&A::coi, 0, coi),
-         bad_channel(&A::coi, INT32_MIN, coi), bad_channel(&A::coi, 4, coi)});
+    expect_image_checks<S>(m.name, m.call, good, m.channels, false, m.masked, null(&A::dst, false));
     EXPECT_EQ(before, results.least);
     EXPECT_EQ(before, results.greatest);
   });

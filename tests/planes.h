@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -52,18 +54,47 @@ class Block {
   int shift_;
 };
 
-// Where a plane lies: bytes between its rows, and the shift of its last byte from the protected page.
+// Where a plane lies: elements (and bytes) between its rows, and the shift of its last byte from the protected page.
 struct Placement {
   int padding = 0;
   int shift = 0;
+  int padding_bytes = 0;
 };
+inline Placement any_placement(std::mt19937& random) { return {int(random() % 3), int(random() % 17)}; }
+
+// Random elements that reach both ends of the type's range; floats of mixed magnitude and sign.
+template <class T>
+T random_element(std::mt19937& random) {
+  if constexpr (std::is_floating_point_v<T>) {
+    return T(int(random() % 20001) - 10000) / T(1 << random() % 16);
+  } else {
+    const unsigned kind = random() % 16;
+    if (kind == 0) return std::numeric_limits<T>::min();
+    if (kind == 1) return std::numeric_limits<T>::max();
+    return T(random());
+  }
+}
+// Floats of every kind among them.
+template <class T>
+T any_element(std::mt19937& random) {
+  constexpr Lum32f special[] = {
+      0, -0.0f, 1e-30f, -1e-42f, 16777216, -3e38f, 3e38f, INFINITY, -INFINITY, NAN, std::bit_cast<Lum32f>(0xFFC12345)};
+  if (std::is_floating_point_v<T> && random() % 4 == 0) return T(special[random() % std::size(special)]);
+  return random_element<T>(random);
+}
+
+// Bits, but any NaN equals any other.
+template <class T>
+bool same(T a, T b) {
+  return memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b);
+}
 
 // A caller's plane whose last pixel ends at a protected page (unless shifted away from it).
 template <class T>
 class Plane {
  public:
   Plane(LumSize roi, int channels = 1, Placement place = {})
-      : roi_(roi), row_(roi.width * channels), step_(row_ * int(sizeof(T)) + place.padding),
+      : roi_(roi), row_(roi.width * channels), step_((row_ + place.padding) * int(sizeof(T)) + place.padding_bytes),
         block_((size_t)step_ * (roi.height - 1) + row_ * sizeof(T), place.shift) {}
 
   T* data() const { return (T*)block_.bytes(); }
@@ -86,6 +117,10 @@ class Plane {
     return *this;
   }
 
+  Plane& fill(std::mt19937& random) {
+    return fill([&](int, int) { return random_element<T>(random); });
+  }
+
   // All elements equal, bit for bit, to expected(x, y), and the padding untouched.
   template <class F>
   testing::AssertionResult equals(F expected) const {
@@ -101,6 +136,9 @@ class Plane {
       if (!Block::is_junk(row(y) + row_, row(y + 1)))
         return testing::AssertionFailure() << "padding behind row " << y << " was written";
     return testing::AssertionSuccess();
+  }
+  testing::AssertionResult equals(const Plane& other) const {
+    return equals([&](int x, int y) { return other.get(x, y); });
   }
   bool untouched() const { return block_.untouched(); }
 
@@ -118,18 +156,5 @@ struct Array : Block {
   }
   T* data() const { return (T*)bytes(); }
 };
-
-// Random elements that reach both ends of the type's range; floats of mixed magnitude and sign.
-template <class T>
-T random_element(std::mt19937& random) {
-  if constexpr (std::is_floating_point_v<T>) {
-    return T(int(random() % 20001) - 10000) / T(1 << random() % 16);
-  } else {
-    const unsigned kind = random() % 16;
-    if (kind == 0) return std::numeric_limits<T>::min();
-    if (kind == 1) return std::numeric_limits<T>::max();
-    return T(random());
-  }
-}
 
 }  // namespace test

@@ -13,12 +13,24 @@ using namespace test;
 template <class S, class D>
 struct Member {
   std::string name;
-  bool column, divides;
-  Function call, size;
+  bool column;
+  Function call, size = {};
 
+  static constexpr bool divides = !std::is_floating_point_v<S>;
   using Tap = std::conditional_t<std::is_floating_point_v<S>, Lum32f, Lum16s>;
   int channels() const { return name.find("C3") != name.npos ? 3 : 1; }
 };
+
+template <class S, class D>
+Member<S, D> row_pass(const char* name, auto f, auto... rest) {
+  return {name, false,
+          function(f, &A::src, &A::step, &A::dst, &A::roi, &A::kernel, &A::taps, &A::anchor, &A::border,
+                   &A::border_value, rest..., &A::buffer)};
+}
+template <class S, class D>
+Member<S, D> column_pass(const char* name, auto f, auto... rest) {
+  return {name, true, function(f, &A::src, &A::dst, &A::dst_step, &A::roi, &A::kernel, &A::taps, rest..., &A::buffer)};
+}
 
 // body(member) for every member.
 template <class Body>
@@ -33,23 +45,10 @@ void each_member(const Body& body) {
 #define LUM_ROW_SIZE(name, ...) sizes[#name] = function(name, &A::roi, &A::taps, &A::bytes);
 #define LUM_COLUMN_SIZE LUM_ROW_SIZE
 #define LUM_COLUMN_SIZE_FLOAT LUM_ROW_SIZE
-#define ROW(name, S, D, ...)                                                                                         \
-  add(Member<S, D>{#name,                                                                                            \
-                   false,                                                                                            \
-                   sizeof(S) != 4,                                                                                   \
-                   function(name, &A::src, &A::step, &A::dst, &A::roi, &A::kernel, &A::taps, &A::anchor, &A::border, \
-                            &A::border_value, __VA_ARGS__),                                                          \
-                   {}});
-#define COLUMN(name, S, D, ...)                                                                                \
-  add(Member<S, D>{#name,                                                                                      \
-                   true,                                                                                       \
-                   sizeof(S) != 4,                                                                             \
-                   function(name, &A::src, &A::dst, &A::dst_step, &A::roi, &A::kernel, &A::taps, __VA_ARGS__), \
-                   {}});
-#define LUM_ROW_INTEGER(name, S, channels) ROW(name, S, Lum16s, &A::divisor, &A::buffer)
-#define LUM_ROW_FLOAT(name, channels) ROW(name, Lum32f, Lum32f, &A::buffer)
-#define LUM_COLUMN_INTEGER(name, D, channels) COLUMN(name, Lum16s, D, &A::divisor, &A::buffer)
-#define LUM_COLUMN_FLOAT(name, channels) COLUMN(name, Lum32f, Lum32f, &A::buffer)
+#define LUM_ROW_INTEGER(name, S, channels) add(row_pass<S, Lum16s>(#name, name, &A::divisor));
+#define LUM_ROW_FLOAT(name, channels) add(row_pass<Lum32f, Lum32f>(#name, name));
+#define LUM_COLUMN_INTEGER(name, D, channels) add(column_pass<Lum16s, D>(#name, name, &A::divisor));
+#define LUM_COLUMN_FLOAT(name, channels) add(column_pass<Lum32f, Lum32f>(#name, name));
 #include "lumcv/src/lumcvseparable.inc"
 }
 
@@ -70,8 +69,7 @@ struct Job {
   std::vector<Tap> kernel;
 
   Job(const Member<S, D>& m_, const Case& c_, std::mt19937& random)
-      : m(m_), c(c_), src({c.width, m.column ? c.height + c.taps - 1 : c.height}, m.channels(),
-                          {c.place.padding * int(sizeof(S)), c.place.shift}) {
+      : m(m_), c(c_), src({c.width, m.column ? c.height + c.taps - 1 : c.height}, m.channels(), c.place) {
     const bool extremes = random() % 8 == 0;  // their sums reach furthest
     src.fill([&](int, int) { return extremes ? std::numeric_limits<S>::max() : random_element<S>(random); });
     c.border_value = random_element<S>(random);
@@ -80,7 +78,6 @@ struct Job {
                        : extremes     ? Tap(c.tap_range)
                                       : Tap(int(random() % (2 * c.tap_range + 1)) - c.tap_range));
   }
-  Plane<D> destination() const { return {c.roi(), m.channels(), {c.place.padding * int(sizeof(D)), c.place.shift}}; }
 
   void run(const Plane<D>& dst, int buffer_size) const {
     const Block buffer(buffer_size, c.place.shift);
@@ -90,13 +87,18 @@ struct Job {
       m.column ? rows.push_back(src.row(y)) : rows.push_back(dst.row(y));
     const Array<const void*> row_array(rows, c.place.shift);
     A a = c;
-    a.set_planes(src, dst, buffer);
+    a.set_source(src), a.set_target(dst), a.buffer = buffer.bytes();
     a.kernel = kernel_array.data();
     if (m.column)
       a.src = row_array.data();
     else
       a.dst = row_array.data();
     ASSERT_EQ(lumStatusOk, m.call(a)) << text();
+  }
+  void expect_model() const {
+    const Plane<D> dst(c.roi(), m.channels(), c.place);
+    run(dst, buffer_bytes(m.size, c));
+    ASSERT_TRUE(dst.equals([&](int x, int y) { return model(x, y); })) << text();
   }
   std::string text() const {
     std::ostringstream s;
@@ -128,10 +130,7 @@ struct Job {
 
 template <class S, class D>
 void check(const Member<S, D>& m, const Case& c, std::mt19937& random) {
-  const Job<S, D> job(m, c, random);
-  const Plane<D> dst = job.destination();
-  job.run(dst, buffer_bytes(m.size, c));
-  ASSERT_TRUE(dst.equals([&](int x, int y) { return job.model(x, y); })) << job.text();
+  Job<S, D>(m, c, random).expect_model();
 }
 
 // Divisors and tap magnitudes that reach every path: sums that are exact, that are not, that wrap, that saturate.
@@ -149,7 +148,7 @@ TEST(Separable, EqualsModel) {
         c.height = i ? 1 + i % 3 : 1 + random() % 20;
         c.taps = pick(kTapCounts), c.anchor = random() % c.taps, c.tap_range = pick(kTapRanges);
         c.border = random() % 5, c.divisor = pick(kDivisors);
-        c.place = {int(random() % 3) * 2, int(random() % 17)};
+        c.place = any_placement(random);
         check(m, c, random);
       }
     c.width = 37, c.taps = 3, c.anchor = 1, c.place = {};
@@ -185,31 +184,31 @@ TEST(Separable, EqualsModel) {
 // Sums beyond 2^24, where single precision drops each 1 that is added to these even numbers: the smallest sum of taps
 // that whole numbers would not serve. Wide enough to be rounded, then narrow and truncated, by vectors and one by one.
 TEST(Separable, ColumnSumsRoundAtEveryTap) {
-  struct Sample {
-    int width, divisor;
-    Lum16s second, expected;
-  };
-  for (const auto& [width, divisor, second, expected] :
-       {Sample{16, 1024, 1024, 16384}, {15, 526, 1116, 31896}, {1, 526, 1116, 31896}}) {
-    std::vector<Lum16s> plane, result(width);
-    for (Lum16s value : {Lum16s(32767), second, Lum16s(1), Lum16s(1)}) plane.insert(plane.end(), width, value);
-    const Lum16s* const rows[] = {&plane[0], &plane[width], &plane[2 * width], &plane[3 * width]};
-    const Lum16s kernel[] = {512, 1, 1, 1};
-    ASSERT_EQ(lumStatusOk, lumiFilterColumnPipeline_16s_C1R(rows, result.data(), 2 * width, {width, 1}, kernel, 4,
-                                                            divisor, (Lum8u*)&plane[0]));
-    EXPECT_EQ(result, std::vector<Lum16s>(width, expected));
-  }
+  std::mt19937 random(2);
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
+    Case c;
+    c.taps = 4;
+    for (const auto& [width, divisor, second] : {std::tuple(16, 1024, 1024), {15, 526, 1116}, {1, 526, 1116}}) {
+      c.width = width, c.divisor = divisor;
+      Job<S, D> job(m, c, random);
+      job.kernel = {512, 1, 1, 1};
+      job.src.fill([&](int, int y) { return y > 1 ? 1 : y == 1 ? second : 32767; });
+      if (m.column) job.expect_model();
+    }
+  });
 }
 
 // Minus the least integer has no integer; it saturates.
 TEST(Separable, RowSumOfTheLeastInteger) {
-  const std::vector<Lum16s> row(20, -32768), kernel = {32767, 32767, 2};
-  std::vector<Lum16s> result(20);
-  Lum16s* const rows[] = {result.data()};
-  Lum8u buffer[512];
-  ASSERT_EQ(lumStatusOk, lumiFilterRowBorderPipeline_16s_C1R(row.data(), 40, rows, {20, 1}, kernel.data(), 3, 1,
-                                                             lumBorderRepl, 0, -1, buffer));
-  EXPECT_EQ(result, std::vector<Lum16s>(20, 32767));
+  std::mt19937 random(3);
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
+    Case c;
+    c.width = 20, c.divisor = -1;
+    Job<S, D> job(m, c, random);
+    job.kernel = {32767, 32767, 2};
+    job.src.fill([](int, int) { return -32768; });
+    if (!m.column) job.expect_model();
+  });
 }
 
 TEST(Separable, ThreadsDoNotChangeResults) {
@@ -222,20 +221,11 @@ TEST(Separable, ThreadsDoNotChangeResults) {
       if (m.column && taps == 401) continue;
       c.taps = taps, c.anchor = taps / 3;
       const Job<S, D> job(m, c, random);
-      const Plane<D> serial = job.destination();
-      int serial_bytes;
-      {
-        const Threads scope(1);
-        job.run(serial, serial_bytes = buffer_bytes(m.size, c));
-      }
-      for (int threads : {2, 3, 5}) {
-        const Threads scope(threads);
-        for (int bytes : {serial_bytes, buffer_bytes(m.size, c)}) {  // the count may have grown since the size was told
-          const Plane<D> dst = job.destination();
-          job.run(dst, bytes);
-          ASSERT_TRUE(dst.equals([&](int x, int y) { return serial.get(x, y); })) << job.text() << ", " << threads;
-        }
-      }
+      int bytes = 0;  // of one thread: the count may have grown since the size was told
+      expect_equal_on_threads<D>(job.text(), c.roi(), m.channels(), [&](const Plane<D>& dst) {
+        if (bytes == 0) bytes = buffer_bytes(m.size, c);
+        job.run(dst, bytes);
+      });
     }
   });
 }
@@ -278,7 +268,7 @@ TEST(Separable, WrongArguments) {
     const void* const last_null[] = {src.data(), src.data(), nullptr};
     const typename Member<S, D>::Tap kernel[3] = {};
     A good;
-    good.set_planes(src, dst, buffer);
+    good.set_source(src), good.set_target(dst), good.buffer = buffer.bytes();
     good.kernel = kernel;
     if (m.column)
       good.src = src_rows;

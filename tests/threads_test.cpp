@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "core/parallel.h"
@@ -60,18 +59,6 @@ TEST_F(Threads, EverySliceRunsOnce) {
         for (int i = 0; i < 3; ++i) in_region[i] = run_slices(slices);
         for (const std::string& wrong : in_region) EXPECT_EQ(wrong, "") << "inside a caller's region";
       }
-}
-
-TEST_F(Threads, EverySliceRunsOnceForConcurrentCallers) {
-  std::string wrong[4];
-  std::vector<std::thread> callers;
-  for (std::string& result : wrong)
-    callers.emplace_back([&result] {
-      for (int i = 0; i < 50; ++i) result += run_slices(1 + i % 9);
-    });
-  for (int i = 0; i < 200; ++i) lumSetNumThreads(1 + i % 5);
-  for (std::thread& caller : callers) caller.join();
-  for (const std::string& result : wrong) EXPECT_EQ(result, "");
 }
 
 TEST_F(Threads, TeamsHaveTheExportedCount) {
