@@ -17,7 +17,6 @@ struct Member {
   bool two() const { return op == AddProduct || op == AbsDiff; }
 };
 
-// body(member) for every member.
 template <class Body>
 void each_member(const Body& body) {
 #define SOURCE &A::src, &A::step
@@ -129,8 +128,8 @@ TEST(Accumulators, WrongArguments) {
          odd_step(&A::step, good.step + 1, early), bad_step(&A::step2, good.step2 - 1, two),
          odd_step(&A::step2, good.step2 + 1, two && early), bad_step(&A::mask_step, 7, m.masked),
          bad_step(&A::dst_step, good.dst_step - 1), odd_step(&A::step, good.step + 1, late),
-         odd_step(&A::step2, good.step2 + 1, two && late), odd_step(&A::dst_step, good.dst_step + 1, sizeof(D) > 1)});
-    EXPECT_TRUE(dst.untouched()) << m.name;
+         odd_step(&A::step2, good.step2 + 1, two && late), odd_step(&A::dst_step, good.dst_step + 1, sizeof(D) > 1)},
+        dst);
   });
 }
 

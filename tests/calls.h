@@ -133,9 +133,11 @@ constexpr int wrapping_width(int pixel_bytes) {
   return pixel_bytes == 1 ? INT32_MAX : int((pixel_bytes == 2 ? 1LL << 31 : 1LL << 32) / pixel_bytes) + 1;
 }
 
-// Every wrong argument alone and every two of them: the one that stands first in the list decides.
-inline void expect_check_order(const std::string& name, const Function& function, const Arguments& good,
-                               std::vector<Fault> faults) {
+// Every wrong argument alone and every two of them: the one that stands first in the list decides, and no output is
+// written.
+template <class... Outputs>
+void expect_check_order(const std::string& name, const Function& function, const Arguments& good,
+                        std::vector<Fault> faults, const Outputs&... outputs) {
   std::erase_if(faults, [](const Fault& fault) { return fault.status == lumStatusOk; });
   for (size_t i = 0; i < faults.size(); ++i)
     for (size_t j = i; j < faults.size(); ++j) {
@@ -144,6 +146,7 @@ inline void expect_check_order(const std::string& name, const Function& function
       faults[i].make(a);
       EXPECT_EQ(faults[i].status, function(a)) << name << ", faults " << i << " and " << j;
     }
+  EXPECT_TRUE((outputs.untouched() && ...)) << name << " has written";
 }
 
 }  // namespace test

@@ -16,7 +16,6 @@ struct Member {
   bool two() const { return measured != OneImage; }
 };
 
-// body(member) for every member.
 template <class Body>
 void each_member(const Body& body) {
 #define IMAGE &A::src, &A::step
@@ -93,8 +92,7 @@ TEST(Norms, Bands) {
   std::mt19937 random(2);
   each_member([&]<class S>(const Member<S>& m) {
     if (m.exponent != 15 && (m.exponent != 17 || sizeof(S) < 4)) return;
-    for (const LumSize roi : {LumSize{(1 << m.exponent) / 32 + 1, 3 * 32 + 2}, {(3 << 15) / 2, 2}}) {
-      if (m.exponent > 15 && roi.height < 3) continue;
+    for (const LumSize roi : {LumSize{(1 << m.exponent) / 32 + 1, 3 * 32 + 2}, {(3 << m.exponent) / 2, 2}}) {
       Images<S> images(roi, m.channels);
       fill(images, 0, random);
       expect_model(m, images, 3);
@@ -104,23 +102,17 @@ TEST(Norms, Bands) {
 
 // Sums of bytes wrap at 32 bits in one band.
 TEST(Norms, ByteSumsWrap) {
-  const LumSize roi = {4096, 2057};
-  Images<Lum8u> images(roi, 1);
+  Images<Lum8u> images({4096, 2057}, 1);
   images.a.fill([](int, int) { return 255; });
   images.b.fill([](int, int) { return 0; });
   images.mask.fill([](int, int) { return 1; });
-  Lum64f result = 0;
-  A a = images.arguments();
-  a.dst = &result;
   each_member([&]<class S>(const Member<S>& m) {
-    if (m.norm != L1 || m.channels != 1 || !std::is_same_v<S, Lum8u>) return;
-    for (const int threads : {1, 2}) {
-      const Threads so_many(threads);
-      const bool parallel = threads == 2 && m.exponent < kSerial && lumGetNumCoresOnDie() > 1;
-      const Lum64f sum = 255.0 * roi.width * roi.height, expected = parallel ? sum : sum - 0x1p32;
-      EXPECT_EQ(m.measured == Relative ? lumStatusWarnDivByZero : lumStatusOk, m.call(a)) << m.name;
-      EXPECT_EQ(m.measured == Relative ? expected * INFINITY : expected, result) << m.name;
-    }
+    if constexpr (std::is_same_v<S, Lum8u>)
+      for (const int threads : {1, 2}) {
+        const Threads so_many(threads);
+        const bool parallel = m.exponent < kSerial && lumGetNumCoresOnDie() > 1;
+        if (m.norm == L1 && m.channels == 1) expect_model(m, images, parallel ? threads : 1);
+      }
   });
 }
 
@@ -151,8 +143,7 @@ TEST(Norms, WrongArguments) {
     const Block result(sizeof(Lum64f));
     A good = images.arguments();
     good.dst = result.bytes();
-    expect_image_checks<S>(m.name, m.call, good, m.channels, m.two(), true, null(&A::dst));
-    EXPECT_TRUE(result.untouched()) << m.name;
+    expect_image_checks<S>(m.name, m.call, good, m.channels, m.two(), true, null(&A::dst), result);
   });
 }
 

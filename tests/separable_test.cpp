@@ -32,7 +32,6 @@ Member<S, D> column_pass(const char* name, auto f, auto... rest) {
   return {name, true, function(f, &A::src, &A::dst, &A::dst_step, &A::roi, &A::kernel, &A::taps, rest..., &A::buffer)};
 }
 
-// body(member) for every member.
 template <class Body>
 void each_member(const Body& body) {
   std::map<std::string, Function> sizes;
@@ -144,19 +143,14 @@ TEST(Separable, EqualsModel) {
   each_member([&](const auto& m) {
     Case c;
     for (c.width = 1; c.width <= 70; ++c.width)
-      for (int i = 0; i < 6; ++i) {
+      for (int i = 0; i < 8; ++i) {
         c.height = i ? 1 + i % 3 : 1 + random() % 20;
         c.taps = pick(kTapCounts), c.anchor = random() % c.taps, c.tap_range = pick(kTapRanges);
         c.border = random() % 5, c.divisor = pick(kDivisors);
         c.place = any_placement(random);
         check(m, c, random);
       }
-    c.width = 37, c.taps = 3, c.anchor = 1, c.place = {};
-    for (int range : kTapRanges)
-      for (int divisor : kDivisors) {
-        c.tap_range = range, c.divisor = divisor;
-        check(m, c, random);
-      }
+    c.anchor = 1, c.place = {};
     c.width = 2048, c.height = 10;  // rows 4096 bytes apart
     for (int range : {5, 4096}) {
       c.tap_range = range, c.taps = range == 5 ? 5 : 3;
@@ -167,11 +161,10 @@ TEST(Separable, EqualsModel) {
     for (int border : kBorders) {
       c.border = border;
       for (c.taps = 1; c.taps <= 5; ++c.taps)
-        for (c.anchor = 0; c.anchor < c.taps; ++c.anchor)
-          for (int width : {1, 2, 3, 4, 17, 40}) {
-            c.width = width;
-            check(m, c, random);
-          }
+        for (int width : {1, 2, 3, 4, 17, 40}) {
+          c.width = width, c.anchor = random() % c.taps;
+          check(m, c, random);
+        }
       c.width = 3;
       for (int taps : {64, 201, 700}) {  // far wider than the row: wrap and mirror go round several times
         c.taps = taps, c.anchor = taps / 3;
@@ -248,12 +241,12 @@ TEST(Separable, BufferSizes) {
         const int size = m.column && !m.divides ? 32 : threads * (32 + 4 * (11 + 7) + area);
         EXPECT_EQ(size, buffer_bytes(m.size, a)) << m.name << ", width " << a.width;
       }
-    int bytes = -1;
-    a.bytes = &bytes;
+    const Plane<int> bytes({1, 1});
+    a.bytes = bytes.data();
     expect_check_order(m.name, m.size, a,
                        {null(&A::bytes), bad_size(&A::width, 0), bad_size(&A::height, -1), bad_size(&A::taps, 0),
-                        bad_size(&A::height, 1 << 30, m.divides)});
-    EXPECT_EQ(-1, bytes) << m.name;
+                        bad_size(&A::height, 1 << 30, m.divides)},
+                       bytes);
   });
 }
 
@@ -284,8 +277,8 @@ TEST(Separable, WrongArguments) {
          bad_anchor(&A::anchor, 3, row), bad_step(step, row_bytes - 1),
          bad_step(&A::width, wrapping_width(m.channels() * element)), odd_step(step, row_bytes + 1, element > 1),
          null(&A::buffer, m.column), bad_argument(&A::border, 5, row), bad_argument(&A::border, -1, row),
-         bad_argument(&A::divisor, 0, m.divides), wrong<lumStatusNullPointer>(&A::src, last_null, m.column)});
-    EXPECT_TRUE(dst.untouched() && buffer.untouched()) << m.name;
+         bad_argument(&A::divisor, 0, m.divides), wrong<lumStatusNullPointer>(&A::src, last_null, m.column)},
+        dst, buffer);
     EXPECT_EQ(lumStatusOk, m.call(good)) << m.name;
   });
 }

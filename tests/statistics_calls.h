@@ -10,7 +10,7 @@ constexpr int kSerial = 40;  // in place of an exponent
 // `good` is a call on images of width 8.
 template <class S>
 void expect_image_checks(const std::string& name, const Function& call, const Arguments& good, int channels, bool two,
-                         bool masked, const Fault& null_result) {
+                         bool masked, const Fault& null_result, const Block& results) {
   const int element = sizeof(S);
   const bool wide = element > 1, coi = channels == 3;
   expect_check_order(
@@ -20,7 +20,8 @@ void expect_image_checks(const std::string& name, const Function& call, const Ar
        bad_step(&A::step, good.step - 1), bad_step(&A::step2, good.step2 - element, two),
        bad_step(&A::mask_step, 7, masked), odd_step(&A::step, good.step + 1, wide),
        odd_step(&A::step2, good.step2 + element / 2, two && wide), bad_channel(&A::coi, 0, coi),
-       bad_channel(&A::coi, 4, coi), bad_channel(&A::coi, INT32_MIN, coi)});
+       bad_channel(&A::coi, 4, coi), bad_channel(&A::coi, INT32_MIN, coi)},
+      results);
 }
 
 // Above 32 threads the bands of one sum need memory, so the allocation hook tells whether a function goes parallel.

@@ -1,4 +1,4 @@
-// The internal thread functions: slices, teams, decisions.
+// The internal thread functions: teams, decisions.
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <omp.h>
@@ -23,19 +23,6 @@ struct Threads : testing::Test {
   const int dynamic = omp_get_dynamic();
   const lum::Facts facts = lum::facts;
 };
-
-TEST(SliceRows, EveryRowOnceAndTheRemainderLast) {
-  for (const int height : {1, 2, 5, 7, 12, 100, 65536, INT_MAX})
-    for (const int slices : {1, 2, 3, 5, 7, 13, 100}) {
-      int row = 0;
-      for (int slice = 0; slice < slices; ++slice) {
-        const lum::Rows rows = lum::slice_rows(height, slices, slice);
-        EXPECT_EQ(rows.begin, row);
-        EXPECT_EQ(rows.end, slice == slices - 1 ? height : row + height / slices);
-        row = rows.end;
-      }
-    }
-}
 
 // Empty if every slice ran exactly once, else what happened.
 std::string run_slices(int slices) {

@@ -45,7 +45,6 @@ struct Member {
   bool has_source, warns = false;
 };
 
-// body(member) for all but the sort.
 template <class Body>
 void each_member(const Body& body) {
 #define VALUE(T) [](const A& a) { return T(a.value); }
@@ -108,14 +107,17 @@ TEST(Vector, EqualModel) {
   each_member([&]<class S, class D>(const Member<S, D>& m) {
     for (int n = 1; n <= 140; ++n)
       for (int i = 0; i < 4; ++i) {
-        const bool positive = random() % 2;
+        const bool positive = i % 2;
+        std::vector<S> from = elements<S>(n, positive, random);
+        std::vector<D> to = elements<D>(n, positive, random);
+        if (i == 1) from[random() % n] = S(-1), to[random() % n] = D(-1);  // one negative is enough for a warning
         A a;
         a.value = values[random() % std::size(values)];
         if constexpr (std::is_same_v<D, Lum8u>) a.value = std::clamp(a.value, 0.0, 255.0);
         if constexpr (std::is_same_v<D, Lum32f>)
           if (random() % 6 == 0) a.value = random() % 2 ? NAN : INFINITY;
         a.divisor = scales[random() % std::size(scales)];
-        check(m, elements<S>(n, positive, random), elements<D>(n, positive, random), a, int(random() % 17));
+        check(m, from, to, a, int(random() % 17));
       }
   });
 }
@@ -154,21 +156,6 @@ TEST(Vector, ScaledRoots) {
   });
 }
 
-TEST(Vector, OneNegativeIsEnough) {
-  each_member([&]<class S, class D>(const Member<S, D>& m) {
-    if constexpr (std::is_signed_v<S>)
-      for (int n = 1; m.warns && n <= 80; ++n)
-        for (int at = 0; at < n; ++at) {
-          std::vector<S> from(n, S(4));
-          std::vector<D> to(n, D(4));
-          from[at] = S(-1), to[at] = D(-1);
-          A a;
-          a.divisor = at % 2 * 17;
-          check(m, from, to, a, 0);
-        }
-  });
-}
-
 TEST(Vector, WrongArguments) {
   each_member([]<class S, class D>(const Member<S, D>& m) {
     const Block src(64), dst(64);
@@ -176,8 +163,7 @@ TEST(Vector, WrongArguments) {
     good.src = src.bytes(), good.dst = dst.bytes(), good.width = 4;
     expect_check_order(
         m.name, m.call, good,
-        {null(&A::src, m.has_source), null(&A::dst), bad_size(&A::width, 0), bad_size(&A::width, INT_MIN)});
-    EXPECT_TRUE(dst.untouched()) << m.name;
+        {null(&A::src, m.has_source), null(&A::dst), bad_size(&A::width, 0), bad_size(&A::width, INT_MIN)}, dst);
   });
   Lum64f one = 1;
   EXPECT_EQ(lumStatusNullPointer, lumsSortAscend_64f_I(nullptr, 0));
