@@ -15,8 +15,6 @@ template <>
 const Function kCanny<Lum16s> = canny(lumiCanny_16s8u_C1R);
 const Function kSize = function(lumiCannyGetSize, &A::roi, &A::bytes);
 
-// ---- model ----
-
 // Edges grow from the seeds, pixel by pixel. Single precision holds every magnitude and threshold of 16s exactly.
 template <class T>
 struct Model {
@@ -63,8 +61,6 @@ struct Model {
     return at(x - side, y - 1) < here && at(x + side, y + 1) < here;
   }
 };
-
-// ---- comparison ----
 
 // Every block lies at a protected page or as far from it as the variation says. gradient(x, y) is the pair of dx and dy.
 template <class T, class F>

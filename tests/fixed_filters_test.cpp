@@ -5,8 +5,6 @@ namespace {
 
 using namespace test;
 
-// ---- members ----
-
 // A filter as its rows of taps; the Laplacian adds a second pair.
 using Taps = std::vector<int>;
 struct Kernels {
@@ -120,8 +118,6 @@ struct TwoPasses {
     return correlate(column, e);
   }
 };
-
-// ---- results ----
 
 template <class S, class D>
 void run(const Function& call, const Function& size, A a, const Plane<S>& src, const Plane<D>& dst, int shift = 0) {

@@ -9,14 +9,15 @@ using Bytes = std::vector<Lum8u>;
 // Rows in exactly the bytes that they cover at their step, which may be negative, 0 or shorter than a row.
 struct Rows {
   Rows(ptrdiff_t row_bytes, int height, int lowest_step, std::mt19937& random)
-      : step(any_step(int(row_bytes), lowest_step, random)),
-        first(std::max<ptrdiff_t>(0, -ptrdiff_t(step) * (height - 1))),
-        block(std::abs(ptrdiff_t(step)) * (height - 1) + row_bytes, int(random() % 17)) {}
+      : step_(any_step(int(row_bytes), lowest_step, random)),
+        first(std::max<ptrdiff_t>(0, -ptrdiff_t(step_) * (height - 1))),
+        block(std::abs(ptrdiff_t(step_)) * (height - 1) + row_bytes, int(random() % 17)) {}
   static int any_step(int row, int lowest, std::mt19937& random) {
     const int steps[] = {row, row, row + 1, row + 64, row / 2, 1, 0, -1, -row, -row - 7};
     return std::max(lowest, steps[random() % std::size(steps)]);
   }
   Lum8u* data() const { return block.bytes() + first; }
+  int step() const { return step_; }
   Bytes copy() const { return {block.bytes(), block.bytes() + block.size()}; }
   // Noise, few values that are often equal, or single-precision numbers of every kind.
   void fill(std::mt19937& random) const {
@@ -29,7 +30,7 @@ struct Rows {
       memcpy(block.bytes() + i, &number, std::min<size_t>(4, block.size() - i));
     }
   }
-  const int step;
+  const int step_;
   const ptrdiff_t first;
   const Block block;
 };
@@ -127,13 +128,12 @@ void check(const Member& m, A arguments, LumSize roi, std::mt19937& random) {
   const bool within = m.kind == kCopy && random() % 4 == 0;
   const Rows d(row + 9 * within, roi.height + 2 * within, lowest, random);
   const Rows a(row, roi.height, lowest, random), b(row, roi.height, lowest, random);
-  const auto inside = [&] { return d.data() + (within ? ptrdiff_t(random() % 3) * d.step + random() % 10 : 0); };
+  const auto inside = [&] { return d.data() + (within ? ptrdiff_t(random() % 3) * d.step() + random() % 10 : 0); };
   arguments.set_roi(roi);
-  arguments.dst = inside(), arguments.dst_step = d.step;
-  arguments.src = a.data(), arguments.step = a.step;
-  arguments.src2 = b.data(), arguments.step2 = b.step;
-  if (within || m.sources == 0 || random() % 4 == 0) arguments.src = inside(), arguments.step = d.step;
-  if (m.sources < 2 || random() % 4 == 0) arguments.src2 = arguments.dst, arguments.step2 = d.step;
+  arguments.set_source(a), arguments.set_source2(b);
+  arguments.dst = inside(), arguments.dst_step = d.step();
+  if (within || m.sources == 0 || random() % 4 == 0) arguments.src = inside(), arguments.step = d.step();
+  if (m.sources < 2 || random() % 4 == 0) arguments.src2 = arguments.dst, arguments.step2 = d.step();
   for (const Rows* rows : {&a, &b, &d}) rows->fill(random);
 
   Bytes want = d.copy();
@@ -151,7 +151,7 @@ void check(const Member& m, A arguments, LumSize roi, std::mt19937& random) {
   }
   ASSERT_EQ(lumStatusOk, m.call(arguments)) << m.name;
   ASSERT_TRUE(equal(want, d.copy())) << m.name << ' ' << roi.width << 'x' << roi.height << ", steps " << arguments.step
-                                     << ' ' << arguments.step2 << ' ' << d.step << ", scale " << arguments.scale
+                                     << ' ' << arguments.step2 << ' ' << d.step() << ", scale " << arguments.scale
                                      << ", comparison " << arguments.comparison;
 }
 
@@ -191,16 +191,15 @@ TEST(Image, WrongArguments) {
   const Plane<Lum32f> src({32, 1}), src2({32, 1}), dst({32, 1});
   for (const Member& m : members()) {
     A good;
+    good.set_source(src), good.set_source2(src2), good.set_target(dst);
     good.set_roi({8, 1});
-    good.src = src.data(), good.src2 = src2.data(), good.dst = dst.data();
-    good.step = good.step2 = good.dst_step = 32;
     const bool steps = m.kind >= kThreshold;
     const auto mode = [&](Kind kind) { return bad_mode(&A::comparison, 2, m.kind == kind); };
     expect_check_order(
         m.name, m.call, good,
         {mode(kComparisonFirst), null(&A::src, m.sources > 0), null(&A::src2, m.sources > 1), null(&A::dst),
          bad_size(&A::width, 0), bad_size(&A::height, -1), bad_step(&A::step, 0, steps && m.sources > 0),
-         bad_step(&A::dst_step, -32, steps), mode(kComparisonLast)},
+         bad_step(&A::dst_step, -128, steps), mode(kComparisonLast)},
         dst);
   }
 }
@@ -250,9 +249,9 @@ void check(const Extension& e, A a, std::mt19937& random) {
   const Rows dst(a.width * e.pixel_bytes, a.height, 1, random);
   src.fill(random);
   dst.fill(random);
-  a.src = src.data(), a.step = src.step, a.dst = dst.data(), a.dst_step = dst.step;
-  const ptrdiff_t offset = (ptrdiff_t)a.top * dst.step + a.left * e.pixel_bytes;
-  if (e.in_place) a.src = dst.data() + offset, a.step = dst.step;
+  a.set_source(src), a.dst = dst.data(), a.dst_step = dst.step();
+  const ptrdiff_t offset = (ptrdiff_t)a.top * dst.step() + a.left * e.pixel_bytes;
+  if (e.in_place) a.src = dst.data() + offset, a.step = dst.step();
   Bytes want = dst.copy();
   extend(e, a, e.in_place ? want.data() + offset : src.data(), want.data());
   ASSERT_EQ(lumStatusOk, e.call(a)) << e.name;

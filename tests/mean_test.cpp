@@ -36,12 +36,11 @@ enum Content { kPlain, kWild, kNarrow, kBroad, kConstant, kExtreme, kContents };
 template <class S>
 S element(Content content, int y, std::mt19937& random) {
   if constexpr (std::is_floating_point_v<S>) {
-    constexpr S extreme[] = {1e20f, -1e20f, 1e-30f, 0.0f, -0.0f, 3e38f, INFINITY, NAN};
     const S part = S(random() % 20001) / 10000 - 1;
     if (content == kWild) return std::ldexp(part, y * 37 % 101 - 50);
     if (content == kNarrow || content == kBroad) return 1000 + part * (content == kNarrow ? 50 : 390);
     if (content == kConstant) return 1000;
-    if (content == kExtreme && random() % 8 == 0) return extreme[random() % std::size(extreme)];
+    if (content == kExtreme) return any_element<S>(random);
   } else if (content == kConstant || content == kExtreme) {
     return content == kConstant ? std::numeric_limits<S>::min() : std::numeric_limits<S>::max();
   }

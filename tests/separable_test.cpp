@@ -7,8 +7,6 @@ namespace {
 
 using namespace test;
 
-// ---- members ----
-
 // A pass from elements S to elements D. A row pass takes its destination, a column pass its source as row pointers.
 template <class S, class D>
 struct Member {

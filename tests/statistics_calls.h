@@ -26,11 +26,11 @@ void expect_image_checks(const std::string& name, const Function& call, const Ar
 
 // Above 32 threads the bands of one sum need memory, so the allocation hook tells whether a function goes parallel.
 struct ManyThreads : testing::Test {
-  ManyThreads() : malloc_(i_malloc), free_(i_free) {
+  ManyThreads() {
     i_malloc = [](size_t size) { return ++allocations == failing ? nullptr : malloc(size); };
     i_free = [](void* block) { ++releases, free(block); };
   }
-  ~ManyThreads() override { i_malloc = malloc_, i_free = free_; }
+  ~ManyThreads() override { std::tie(i_malloc, i_free) = hooks_; }
 
   // From 2^exponent pixels a thread; with so many allocations.
   void expect_parallel_from(int exponent, int expected, const std::string& name, const Function& call, Arguments a,
@@ -60,8 +60,7 @@ struct ManyThreads : testing::Test {
  private:
   static inline int allocations, releases, failing;
   const Block plane_{size_t(33 << 17) * 3 * sizeof(Lum32f)};
-  decltype(i_malloc) malloc_;
-  decltype(i_free) free_;
+  const std::pair<decltype(i_malloc), decltype(i_free)> hooks_{i_malloc, i_free};
   const Threads threads_{33};
 };
 

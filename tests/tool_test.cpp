@@ -26,16 +26,12 @@ Bytes from_hex(const std::string& hex) {
   return result;
 }
 
-// A red pixel and a transparent black one.
-const char kRedAndTransparentPng[] =
-    "89504e470d0a1a0a0000000d4948445200000002000000010806000000f4227f8a0000000f4944415478da63f8cfc000440c0c000cfc01ff"
-    "e586a8d20000000049454e44ae426082";
-// 16 bits grey: 0, 0x8080, 0xffff.
-const char kGrey16Png[] =
-    "89504e470d0a1a0a0000000d49484452000000030000000110000000006e1b972b0000000f4944415478da6360606868f8ff1f00068402ff"
-    "ff1b62f10000000049454e44ae426082";
+// An orange pixel and a transparent black one, of 16 bits a sample.
+const char kPng[] =
+    "89504e470d0a1a0a0000000d4948445200000002000000011006000000a4b2a3c9000000144944415478da63f8ffbfa18181e1ff7f062800"
+    "003f5f04fd89471a100000000049454e44ae426082";
 // 5x3 red pixels.
-const char kRedJpeg[] =
+const char kJpeg[] =
     "ffd8ffdb00430008080808080808080808080808080808080808080808080808080808080808080808080808080808080808080808080808"
     "080808080808080808080808080808ffc00011080003000503011100021100031100ffc40015000101000000000000000000000000000006"
     "07ffc40014100100000000000000000000000000000000ffda000c03010002000300003f001628bfbfffd9";
@@ -58,7 +54,6 @@ TEST(PictureReader, PgmAndPpm) {
       {"P3 1 2 255 1 2 3 4 5 6", "1x2x3: 1 2 3 4 5 6"},
       {"P2 4 1 4 0 1 2 4", "4x1x1: 0 64 128 255"},
       {"", "the file is empty"},
-      {"P5", "the header lacks the width"},
       {"P5 2 # 2 255 abcd", "the header lacks the height"},
       {"P5 0 2 255 ", "a size of 0x2 is not supported, sides have 1 to 65535 pixels"},
       {"P5 4294967297 1 255 a", "a size of 1000000x1 is not supported, sides have 1 to 65535 pixels"},
@@ -75,10 +70,8 @@ TEST(PictureReader, PgmAndPpm) {
 }
 
 TEST(PictureReader, PngAndJpeg) {
-  const std::string no_png = "PNG support is not built in";
-  EXPECT_EQ(outcome(from_hex(kRedAndTransparentPng)), tool::kHasPng ? "2x1x3: 255 0 0 255 255 255" : no_png);
-  EXPECT_EQ(outcome(from_hex(kGrey16Png)), tool::kHasPng ? "3x1x1: 0 128 255" : no_png);
-  tool::Result<Picture> picture = tool::decode_picture(from_hex(kRedJpeg));
+  EXPECT_EQ(outcome(from_hex(kPng)), tool::kHasPng ? "2x1x3: 255 128 0 255 255 255" : "PNG support is not built in");
+  tool::Result<Picture> picture = tool::decode_picture(from_hex(kJpeg));
   ASSERT_EQ(bool(picture), tool::kHasJpeg);
   for (size_t i = 0; tool::kHasJpeg && i < 5 * 3 * 3; ++i)
     EXPECT_NEAR(picture->pixels.at(i), i % 3 == 0 ? 255 : 0, 2) << i;
@@ -86,8 +79,7 @@ TEST(PictureReader, PngAndJpeg) {
 
 // Whatever happens to a file, the reader says so or gives a picture of the size it states; a part is never a picture.
 TEST(PictureReader, DamagedFiles) {
-  for (const Bytes& file : {bytes("P5 3 2 255 abcdef"), bytes("P3 1 1 9 1 2 3"), from_hex(kRedAndTransparentPng),
-                            from_hex(kGrey16Png), from_hex(kRedJpeg)}) {
+  for (const Bytes& file : {bytes("P5 3 2 255 abcdef"), bytes("P3 1 1 9 1 2 3"), from_hex(kPng), from_hex(kJpeg)}) {
     if (!tool::decode_picture(file)) continue;  // a type that is not built in
     for (size_t size = 0; size < file.size(); ++size)
       EXPECT_FALSE(tool::decode_picture({file.data(), size})) << size << " of " << outcome(file);

@@ -5,8 +5,6 @@ namespace {
 
 using namespace test;
 
-// ---- models ----
-
 constexpr auto Max = [](auto a, auto b) { return a > b ? a : b; };
 constexpr auto Min = [](auto a, auto b) { return a < b ? a : b; };
 
@@ -33,8 +31,6 @@ Lum16s scaled_root(long long x, int scale) {
     if (reaches(n + step)) n += step;
   return Lum16s(n);
 }
-
-// ---- members ----
 
 // One that makes dst[i] = model(src[i], dst[i]).
 template <class S, class D>
