@@ -1,4 +1,4 @@
-// What programs do to the library beside calling it: fork, threads of their own, limits on threads, planes beyond 2 GiB.
+// What programs do to the library beside calling it: fork, threads of their own, planes beyond 2 GiB.
 #include <sys/wait.h>
 
 #include <atomic>
