@@ -185,8 +185,6 @@ TYPED_TEST(CannyEdges, PairsOf16And32Bits) {
     }
 }
 
-// ---- sizes and arguments ----
-
 TEST(CannySize, FollowsTheFormula) {
   const std::pair<LumSize, int> sizes[] = {{{1, 1}, 15 * 3 + 28 * 4 + 64},
                                            {{1920, 1080}, 5410 * 1922 + 7704 * 4 + 64},

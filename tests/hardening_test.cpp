@@ -123,8 +123,6 @@ TEST(Concurrent, CallersOwnThreadsWhileTheCountChanges) {
   EXPECT_EQ(wrong, 0);
 }
 
-// ---- planes beyond 2 and 4 GiB ----
-
 constexpr LumSize kFar = {70, 5};
 
 // Whether a call makes the same of planes with and without great steps.

@@ -175,7 +175,9 @@ TEST_F(Folder, CoresOnDie) {
                {"0-5\n", "0-1\n", "0-1\n", 3},            // packages of one core count as cores
                {"0,2-5\n", "0-5", "", 5},                 // what makes no sense leaves the processors online
                {"0-2", "0-5x", "0", 3},
+               {"0-2", "0-", "0", 3},
                {"0-2", "0-7,2-0", "0", 3},
+               {"0-2", "0-4294967303", "0", 3},
                {"x", "x", "x", online}};
   for (const auto& c : cases) {
     clear();
