@@ -91,6 +91,14 @@ inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
   const __m256i low = _mm256_unpacklo_epi16(even.v, odd.v), high = _mm256_unpackhi_epi16(even.v, odd.v);
   _mm256_storeu_si256((__m256i*)p, _mm256_packs_epi16(low, high));
 }
+// Each eight of low, then those of high.
+inline void store_eights(Lum16s* p, I16 low, I16 high) {
+  _mm256_storeu_si256((__m256i*)p, _mm256_permute2x128_si256(low.v, high.v, 0x20));
+  _mm256_storeu_si256((__m256i*)(p + 16), _mm256_permute2x128_si256(low.v, high.v, 0x31));
+}
+inline void store_eights(Lum8s* p, I16 low, I16 high) {  // saturates
+  _mm256_storeu_si256((__m256i*)p, _mm256_packs_epi16(low.v, high.v));
+}
 inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below 256
   _mm256_storeu_si256((__m256i*)p, _mm256_or_si256(even.v, _mm256_slli_epi16(odd.v, 8)));
 }
@@ -115,6 +123,8 @@ inline F32 window(F32 low, F32 high) {
 
 inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
+inline I16 unpack_low_bytes(I16 a, I16 b) { return {_mm256_unpacklo_epi8(a.v, b.v)}; }
+inline I16 unpack_high_bytes(I16 a, I16 b) { return {_mm256_unpackhi_epi8(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
 inline I16 as_i16(I32 a) { return {a.v}; }
 // Signed lanes to 32 bits, in the order of unpack_low and unpack_high.
@@ -336,6 +346,13 @@ inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
   const __m128i low = _mm_unpacklo_epi16(even.v, odd.v), high = _mm_unpackhi_epi16(even.v, odd.v);
   _mm_storeu_si128((__m128i*)p, _mm_packs_epi16(low, high));
 }
+inline void store_eights(Lum16s* p, I16 low, I16 high) {
+  _mm_storeu_si128((__m128i*)p, low.v);
+  _mm_storeu_si128((__m128i*)(p + 8), high.v);
+}
+inline void store_eights(Lum8s* p, I16 low, I16 high) {  // saturates
+  _mm_storeu_si128((__m128i*)p, _mm_packs_epi16(low.v, high.v));
+}
 inline void store_interleaved(Lum8u* p, I16 even, I16 odd) {  // of values below 256
   _mm_storeu_si128((__m128i*)p, _mm_or_si128(even.v, _mm_slli_epi16(odd.v, 8)));
 }
@@ -355,6 +372,8 @@ inline F32 window(F32 low, F32 high) {
 
 inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm_unpackhi_epi16(a.v, b.v)}; }
+inline I16 unpack_low_bytes(I16 a, I16 b) { return {_mm_unpacklo_epi8(a.v, b.v)}; }
+inline I16 unpack_high_bytes(I16 a, I16 b) { return {_mm_unpackhi_epi8(a.v, b.v)}; }
 inline I32 as_i32(I16 a) { return {a.v}; }
 inline I16 as_i16(I32 a) { return {a.v}; }
 inline I32 widen_low(I16 a) { return {_mm_srai_epi32(_mm_unpacklo_epi16(a.v, a.v), 16)}; }

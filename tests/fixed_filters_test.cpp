@@ -163,7 +163,7 @@ TEST(FixedFilters, EqualModel) {
         check(m, roi, a, random, place);
       };
       for (int i = 0; i < 140; ++i) check_any({1 + i / 2, 1 + int(random() % (i % 4 ? 6 : 40))}, any_placement(random));
-      for (int width : {1024, 2049, 4099}) check_any({width, 6}, {});  // wide, also with rows 4096 bytes apart
+      for (int width : {1024, 2049, 4099}) check_any({width, 18}, {});  // wide, also with rows 4096 bytes apart
       for (int border : kBorders)
         for (LumSize roi : {LumSize{1, 1}, {2, 1}, {1, 2}, {2, 2}, {3, 3}, {33, 9}}) {
           a.border = border, a.divisor = 4;

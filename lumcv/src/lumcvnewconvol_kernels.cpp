@@ -1,9 +1,9 @@
 // Compiled once per level.
 //
 // One pass without intermediate rows in memory: a block of columns goes down some rows at a time. Each source row is
-// filtered once into registers, a slider keeps what the last K-1 rows gave, and every new row yields one output row. The
-// rows filtered again where the next rows begin cost less than stores and loads of all, and walking several rows side by
-// side keeps more of the memory's streams busy than one row after the other.
+// filtered once into registers, a slider keeps what the last K-1 rows gave, and every new row yields one output row.
+// Then comes the next block; sliders are put by until it is their turn again with the rows below. Walking several rows
+// side by side keeps more of the memory's streams busy than one row after the other.
 #include "lumcvnewconvol_kernels.h"
 
 #include "core/border.h"
@@ -59,7 +59,18 @@ class Sides {
 
 // ---- sweeps: a slider down every block of a stretch of columns ----
 
+// Rows are asked for so many bytes ahead: the processor does not follow so many streams through memory by itself. Those
+// of floats keep it waiting where they are written, too.
+constexpr int kSourceAhead = 256, kDestinationAhead = 512;
+
 enum class Place { kInside, kLeft, kRight };
+
+// What is put by of the blocks of a tile, so few that it stays in the first two levels of the cache.
+constexpr int kTileBlocks = 128;
+struct Sliders {
+  static constexpr int kMostBytes = 10 * sizeof(F32);  // of one
+  alignas(64) char bytes[kTileBlocks * kMostBytes];
+};
 
 template <class S, class D>
 struct Stretch {
@@ -74,20 +85,27 @@ struct Stretch {
   const Sides<S>* sides;
   int shift;  // what Shifted divides by, as a power of two
   const F32* kernel;
+  Sliders* sliders;  // where they are put by; null: they are not
+  int first_slider;  // that of the first block
+  bool resume;       // with what has been put by
 };
 template <class S, class D>
 using Sweep = void (*)(const Stretch<S, D>&);
 
 struct Plain {
   explicit Plain(int) {}
-  LUM_INLINE void operator()(auto* d, Pair v) const { store_interleaved(d, v.even, v.odd); }
+  LUM_INLINE void operator()(auto* d, EvenOdd v) const { store_interleaved(d, v.first, v.second); }
+  LUM_INLINE void operator()(auto* d, Eights v) const { store_eights(d, v.first, v.second); }
   LUM_INLINE void operator()(Lum32f* d, F32 v) const { store(d, v); }
 };
 
 class Shifted {
  public:
   explicit Shifted(int bits) : nearest_(bits) {}
-  LUM_INLINE void operator()(Lum8s* d, Pair v) const { store_interleaved(d, nearest_(v.even), nearest_(v.odd)); }
+  template <Order O>
+  LUM_INLINE void operator()(Lum8s* d, Pair<O> v) const {
+    Plain(0)(d, Pair<O>{nearest_(v.first), nearest_(v.second)});
+  }
 
  private:
   ShiftNearest nearest_;
@@ -117,27 +135,36 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
   const S border_value = stretch.border_value;
   const ptrdiff_t src_step = stretch.step, dst_step = stretch.dst.step;
   const int count = stretch.count, regular = stretch.regular, end = stretch.end;
+  static_assert(sizeof(Slider) <= Sliders::kMostBytes);
+  Slider* kept = stretch.sliders ? (Slider*)stretch.sliders->bytes + stretch.first_slider : nullptr;
+  const bool resume = stretch.resume;
   D* column = stretch.dst.data;
   for (ptrdiff_t x = stretch.begin; x < end; x += kColumns<S>, column += kColumns<S>) {
     Slider slider = at_top;
+    if (resume) slider = *kept;
     const auto down = [&](const S* row) __attribute__((always_inline)) {
       return slider.down(typename BlockOf<S>::Around(row));
     };
     const auto down_any = [&](const S* row) __attribute__((always_inline)) {
       return row ? down(row + x) : slider.down_border(border_value);
     };
+    if (!resume) {
 #pragma GCC unroll 16
-    for (int k = 0; k < Slider::taps - 1; ++k) down_any(rows[k]);
+      for (int k = 0; k < Slider::taps - 1; ++k) down_any(rows[k]);
+    }
     const S* row = regular > 0 ? rows[Slider::taps - 1] + x : nullptr;
     D* d = column;
     int y = 0;
 #pragma GCC unroll 4
     for (; y < regular; ++y) {
+      __builtin_prefetch((const char*)row + kSourceAhead);
+      if (sizeof(S) == 4) __builtin_prefetch((const char*)d + kDestinationAhead);
       store(d, down(row));
       row = (const S*)((const char*)row + src_step);
       d = (D*)((char*)d + dst_step);
     }
     for (; y < count; ++y, d = (D*)((char*)d + dst_step)) store(d, down_any(rows[Slider::taps - 1 + y]));
+    if (kept) *kept++ = slider;
   }
 }
 template <class Slider, class Store, class S, class D>
@@ -197,12 +224,11 @@ Sweep<S, D> find_sweep(FixedFilter filter, int taps) {
 
 // ---- bands ----
 
-// Output rows that go down at a time: the more, the fewer source rows are filtered twice, and the more compete for the
-// same lines of the first-level cache.
+// Output rows that go down at a time: the more, the less often sliders are kept and taken up again, and the more rows
+// compete for the same lines of the first-level cache.
 constexpr int kMostRows = 16;
-constexpr int rows_at_once(int taps, int src_bytes, int dst_bytes) {
-  return src_bytes == 1 && (taps == 5 || dst_bytes == 1) ? kMostRows : 8;
-}
+template <class S>
+constexpr int kRowsAtOnce = sizeof(S) == 1 ? kMostRows : 8;
 
 // Rows so far apart that their columns share the low 12 bits of their addresses also share the cache's few ways, and
 // loads wait for stores that they do not depend on. Then fewer rows go at a time, and their results take a detour
@@ -269,6 +295,7 @@ class Painter {
       sweep_(stretch);
       for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y), tile.rows[y], wanted * sizeof(D));
       stretch.dst = {dst.data + Tile<D>::columns, dst.step};
+      stretch.first_slider += Tile<D>::columns / kColumns<S>;
     }
   }
   Sweep<S, D> sweep_;
@@ -305,7 +332,8 @@ class Painter<Lum8u, Lum8s> {
       const Image<Lum16s> sums = {tile.rows[0], sizeof tile.rows[0]};
       const int blocks_end = stretch.begin + (wanted + kColumns<Lum8u> - 1) / kColumns<Lum8u> * kColumns<Lum8u>;
       sums_({stretch.place, stretch.rows, stretch.count, stretch.regular, stretch.step, stretch.border_value, sums,
-             stretch.begin, blocks_end, stretch.sides, 0, nullptr});
+             stretch.begin, blocks_end, stretch.sides, 0, nullptr, stretch.sliders, stretch.first_slider,
+             stretch.resume});
       const int rounded = clamp(rounded_ - x, 0, wanted);
       for (int y = 0; y < stretch.count; ++y) {
         Lum8s* const d = stretch.dst.row(y);
@@ -313,6 +341,7 @@ class Painter<Lum8u, Lum8s> {
         divide<false>(tile.rows[y] + rounded, d + rounded, wanted - rounded, f32(reciprocal_));
       }
       stretch.dst.data += Tile<Lum16s>::columns;
+      stretch.first_slider += Tile<Lum16s>::columns / kColumns<Lum8u>;
     }
   }
   Sweep<Lum8u, Lum16s> sums_;
@@ -330,50 +359,65 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
   const Painter<S, D> painter(job);
   const Sides<S> sides(job);
   const int margin = sides.margin(job.taps), half = job.taps / 2, width = job.roi.width;
-  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : rows_at_once(job.taps, sizeof(S), sizeof(D));
+  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : kRowsAtOnce<S>;
   constexpr int kMostSources = kMostRows + kMostGaussTaps - 1;
   const S* source[kMostSources];
+  Sliders sliders;
   // One for all: copies of what has just been written are slow.
-  Stretch<S, D> stretch = {Place::kInside, source, 0,      0,      job.src.step,    job.border_value,
-                           job.dst,        0,      kBlock, &sides, painter.shift(), painter.kernel()};
-
-  for (int y = rows.begin, count; y < rows.end; y += count) {
-    count = rows.end - y < at_once ? rows.end - y : at_once;
-    for (int i = 0; i < count + 2 * half; ++i) {
+  Stretch<S, D> stretch = {Place::kInside,   source,           0,       0,      job.src.step,
+                           job.border_value, job.dst,          0,       kBlock, &sides,
+                           painter.shift(),  painter.kernel(), nullptr, 0,      false};
+  // To output row y and as many below it as go at once.
+  const auto go_to = [&](int y) {
+    stretch.count = rows.end - y < at_once ? rows.end - y : at_once;
+    stretch.regular = clamp(job.roi.height - half - y, 0, stretch.count);
+    for (int i = 0; i < stretch.count + 2 * half; ++i) {
       const int index = border_index((long long)y - half + i, job.roi.height, job.border);
       source[i] = index < 0 ? nullptr : job.src.row(index);
     }
-    stretch.count = count;
-    stretch.regular = clamp(job.roi.height - half - y, 0, count);
-    stretch.dst.data = job.dst.row(y);
-    if (width < kBlock + 2 * margin) {
-      alignas(64) S frames[kMostSources][Sides<S>::kFrame];
-      for (int i = 0; i < count + 2 * half; ++i) {
+  };
+  const auto paint = [&](int y, Place place, int x, int n) {
+    stretch.place = place;
+    stretch.begin = x;
+    stretch.end = x + (n + kBlock - 1) / kBlock * kBlock;
+    stretch.dst.data = job.dst.row(y) + x;
+    painter(stretch, x, n);
+  };
+
+  if (width < kBlock + 2 * margin) {
+    alignas(64) S frames[kMostSources][Sides<S>::kFrame];
+    stretch.step = sizeof frames[0];
+    for (int y = rows.begin; y < rows.end; y += stretch.count) {
+      go_to(y);
+      for (int i = 0; i < stretch.count + 2 * half; ++i) {
         if (!source[i]) continue;
         sides.frame(source[i], frames[i] + sides.kMost);
         source[i] = frames[i] + sides.kMost;
       }
-      stretch.step = sizeof frames[0];
-      stretch.end = (width + kBlock - 1) / kBlock * kBlock;
-      painter(stretch, 0, width);
-      continue;
+      paint(y, Place::kInside, 0, width);
     }
-    const auto paint = [&](Place place, int x, int end) {
-      stretch.place = place;
-      stretch.begin = x;
-      stretch.end = end;
-      stretch.dst.data = job.dst.row(y) + x;
-      painter(stretch, x, end - x);
-    };
-    // What is no multiple of a block is done by blocks that overlap their neighbours.
-    const int right = width - kBlock, whole = right / kBlock * kBlock;
-    paint(Place::kLeft, 0, kBlock);
-    if (whole > kBlock) paint(Place::kInside, kBlock, whole);
-    if (whole < right && right > kBlock) {
-      const int x = right - kBlock > margin ? right - kBlock : margin;
-      paint(Place::kInside, x, x + kBlock);
+    return;
+  }
+
+  // What is no multiple of a block is done by blocks that overlap their neighbours.
+  const int right = width - kBlock, whole = right / kBlock * kBlock;
+  const int last = right - kBlock > margin ? right - kBlock : margin;
+  for (int x = kBlock, next; x != 0; x = next < whole ? next : 0) {
+    next = x + kTileBlocks * kBlock < whole ? x + kTileBlocks * kBlock : whole;
+    for (int y = rows.begin; y < rows.end; y += stretch.count) {
+      go_to(y);
+      if (x == kBlock) paint(y, Place::kLeft, 0, kBlock);
+      if (x < next) {
+        stretch.sliders = &sliders;
+        stretch.resume = y > rows.begin;
+        paint(y, Place::kInside, x, next - x);
+        stretch.sliders = nullptr;
+        stretch.resume = false;
+      }
+      if (next < whole) continue;
+      if (whole < right && right > kBlock) paint(y, Place::kInside, last, kBlock);
+      paint(y, Place::kRight, right, kBlock);
     }
-    paint(Place::kRight, right, width);
   }
 }
 

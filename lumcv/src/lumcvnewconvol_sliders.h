@@ -11,42 +11,59 @@ namespace {
 
 // ---- blocks of pixels ----
 
-// Bytes as they are computed with: the even pixels of a block and the odd ones, as a load of two bytes to a lane gives
-// them with a mask and a shift.
-struct Pair {
-  I16 even, odd;
+// Bytes as they are computed with: a block of them in two vectors, in either order.
+enum class Order {
+  kEvenOdd,  // the even pixels, the odd ones, as loads of two bytes to a lane give them
+  kEights,   // of every sixteen pixels the first eight, the others
 };
-inline Pair operator+(Pair a, Pair b) { return {a.even + b.even, a.odd + b.odd}; }
-inline Pair operator-(Pair a, Pair b) { return {a.even - b.even, a.odd - b.odd}; }
-inline Pair operator-(Pair a) { return {-a.even, -a.odd}; }
-
-inline auto twice(auto a) { return a + a; }
-// A whole factor.
-inline F32 times(F32 a, int n) { return a * f32(Lum32f(n)); }
-inline Pair times(Pair a, int n) { return {a.even * i16(Lum16s(n)), a.odd * i16(Lum16s(n))}; }
-template <int Bits>
-inline Pair shift_left(Pair a) {
-  return {shift_left<Bits>(a.even), shift_left<Bits>(a.odd)};
+template <Order>
+struct Pair {
+  I16 first, second;
+  static Pair all(int v) { return {i16(Lum16s(v)), i16(Lum16s(v))}; }
+};
+using EvenOdd = Pair<Order::kEvenOdd>;
+using Eights = Pair<Order::kEights>;
+template <Order O>
+inline Pair<O> operator+(Pair<O> a, Pair<O> b) {
+  return {a.first + b.first, a.second + b.second};
 }
+template <Order O>
+inline Pair<O> operator-(Pair<O> a, Pair<O> b) {
+  return {a.first - b.first, a.second - b.second};
+}
+
+// A whole factor. Of floats, products come from other units of the processor than sums.
+inline F32 times(F32 a, int n) { return a * f32(Lum32f(n)); }
+template <Order O>
+inline Pair<O> times(Pair<O> a, int n) {
+  return {a.first * i16(Lum16s(n)), a.second * i16(Lum16s(n))};
+}
+template <int Bits, Order O>
+inline Pair<O> shift_left(Pair<O> a) {
+  return {shift_left<Bits>(a.first), shift_left<Bits>(a.second)};
+}
+inline F32 twice(F32 a) { return times(a, 2); }
+template <Order O>
+inline Pair<O> twice(Pair<O> a) {
+  return a + a;
+}
+inline Eights widened(I16 a) { return {unpack_low_bytes(a, i16(0)), unpack_high_bytes(a, i16(0))}; }
 
 enum class Side { kLeft, kRight };
 
-// The pixels of a block, or those k to the right of them. Bytes are loaded once for each k: the odd pixels are the even
-// ones of k + 1, which costs no instruction of its own where a mask takes its operand from memory.
+// The pixels of a block, or those k to the right of them; bytes two to a lane. The odd pixels are the even ones of k + 1,
+// which costs no instruction of its own where a mask takes its operand from memory.
 class AroundBytes {
  public:
   explicit AroundBytes(const Lum8u* p) : p_(p) {}
-  LUM_INLINE Pair operator()(int k) const { return {low_bytes(bytes(k)), low_bytes(bytes(k + 1))}; }
-  // Two to a lane.
-  LUM_INLINE I16 bytes(int k) const { return load_bytes(p_ + k); }
+  LUM_INLINE I16 operator()(int k) const { return load_bytes(p_ + k); }
 
   // Of a block at a side of the image; `outside` holds the two pixels that stand there, in every lane.
   template <Side side>
   class AtSide {
    public:
     AtSide(const Lum8u* p, I16 outside) : p_(p), here_(load_bytes(p)), outside_(outside) {}
-    LUM_INLINE Pair operator()(int k) const { return {low_bytes(bytes(k)), low_bytes(bytes(k + 1))}; }
-    LUM_INLINE I16 bytes(int k) const {
+    LUM_INLINE I16 operator()(int k) const {
       constexpr int n = 2 * I16::lanes;
       if (k == 0) return here_;
       if ((k > 0) == (side == Side::kLeft)) return load_bytes(p_ + k);
@@ -113,21 +130,17 @@ class AroundFloats {
 
 template <class S>
 struct BlockOf {
-  using V = Pair;
   using Around = AroundBytes;
   static constexpr int columns = 2 * I16::lanes;
   static constexpr int sides = 2;  // pixels that a block looks at on either side of it, at most
-  static Pair all(int v) { return {i16(Lum16s(v)), i16(Lum16s(v))}; }
   // Pixels outside of the image as Around::at() takes them.
   static I16 outside(const Lum8u* v) { return i16(Lum16s(v[0] | v[1] << 8)); }
 };
 template <>
 struct BlockOf<Lum32f> {
-  using V = F32;
   using Around = AroundFloats;
   static constexpr int columns = F32::lanes;
   static constexpr int sides = kMostGaussTaps / 2;
-  static F32 all(Lum32f v) { return f32(v); }
   static F32 outside(const Lum32f* v) { return f32(v[0], v[1], v[2], v[3]); }
 };
 template <class S>
@@ -137,92 +150,232 @@ constexpr int kColumns = BlockOf<S>::columns;
 //
 // Float sums run in ascending order; where the order written here differs, it is the rule (5-tap Dx cancels exactly on
 // equal pixels) or exact (doubling). Integer sums are exact in any order: theirs is the shortest.
+//
+// A kernel on floats; on bytes along a row, where at(k) gives the block's bytes k to the right; on what comes out of those
+// down the columns.
+
+// Of two blocks of bytes.
+template <int A, int B>
+LUM_INLINE Eights weighted(I16 a, I16 b) {
+  if constexpr (kMultipliesBytes)
+    return {multiply_bytes(unpack_low_bytes(a, b), byte_pair(A, B)),
+            multiply_bytes(unpack_high_bytes(a, b), byte_pair(A, B))};
+  else if constexpr (A == B)
+    return times(widened(a) + widened(b), A);
+  else
+    return times(widened(a), A) + times(widened(b), B);
+}
+// Of the even pixels k to the right and their right neighbours.
+LUM_INLINE I16 neighbour_sums(const auto& at, int k) {
+  return kMultipliesBytes ? multiply_bytes(at(k), byte_pair(1, 1)) : low_bytes(at(k)) + low_bytes(at(k + 1));
+}
+// Of the even pixels k to the right: 1 2 0 -2 -1 times the sign.
+template <int Sign>
+LUM_INLINE I16 differences(const auto& at, int k) {
+  if constexpr (kMultipliesBytes)
+    return multiply_bytes(at(k - 2), byte_pair(Sign, 2 * Sign)) +
+           multiply_bytes(at(k + 1), byte_pair(-2 * Sign, -Sign));
+  const I16 outer = low_bytes(at(k - 2)) - low_bytes(at(k + 2)), inner = low_bytes(at(k - 1)) - low_bytes(at(k + 1));
+  return (outer + (inner + inner)) * i16(Sign);
+}
+
+// Stages that a column goes through, from the top: what they give belongs to the last row.
+class Add {  // 1 1
+ public:
+  LUM_INLINE I16 operator()(I16 row) {
+    const I16 result = last_ + row;
+    last_ = row;
+    return result;
+  }
+
+ private:
+  I16 last_ = {};
+};
+class Subtract {  // -1 1
+ public:
+  LUM_INLINE I16 operator()(I16 row) {
+    const I16 result = row - last_;
+    last_ = row;
+    return result;
+  }
+
+ private:
+  I16 last_ = {};
+};
+class SubtractAcross {  // -1 0 1
+ public:
+  LUM_INLINE I16 operator()(I16 row) {
+    const I16 result = row - rows_[0];
+    rows_[0] = rows_[1];
+    rows_[1] = row;
+    return result;
+  }
+
+ private:
+  I16 rows_[2] = {};
+};
+class Box3 {  // 1 1 1
+ public:
+  LUM_INLINE I16 operator()(I16 row) {
+    const I16 result = last_two_ + row;
+    last_two_ = last_ + row;
+    last_ = row;
+    return result;
+  }
+
+ private:
+  I16 last_two_ = {}, last_ = {};
+};
+class Box5 {  // 1 1 1 1 1: what comes in is added, what goes out is taken away
+ public:
+  LUM_INLINE I16 operator()(I16 row) {
+    const I16 result = sum_ + row;
+    sum_ = result - rows_[0];
+#pragma GCC unroll 16
+    for (int k = 0; k < 3; ++k) rows_[k] = rows_[k + 1];
+    rows_[3] = row;
+    return result;
+  }
+
+ private:
+  I16 sum_ = {}, rows_[4] = {};
+};
+class Smooth {  // 3 10 3
+ public:
+  LUM_INLINE I16 operator()(I16 row) {
+    const I16 outer = row * i16(3), result = sum_ + outer;
+    sum_ = outer_ + row * i16(10);
+    outer_ = outer;
+    return result;
+  }
+
+ private:
+  I16 sum_ = {}, outer_ = {};
+};
+// One stage after the other.
+template <class... Stages>
+class Column;
+template <class Last>
+class Column<Last> : public Last {};
+template <class First, class... Rest>
+class Column<First, Rest...> {
+ public:
+  LUM_INLINE I16 operator()(I16 row) { return rest_(first_(row)); }
+
+ private:
+  First first_;
+  Column<Rest...> rest_;
+};
 
 struct Dx3 {
   static constexpr int taps = 3, sum = 0;
-  auto operator()(auto a, auto, auto c) const { return c - a; }
+  using Down = Column<SubtractAcross>;
+  F32 operator()(F32 a, F32, F32 c) const { return c - a; }
+  LUM_INLINE static Eights row(const auto& at) { return weighted<-1, 1>(at(-1), at(1)); }
 };
 struct DxNeg3 {
   static constexpr int taps = 3, sum = 0;
-  auto operator()(auto a, auto, auto c) const { return a - c; }
+  F32 operator()(F32 a, F32, F32 c) const { return a - c; }
+  LUM_INLINE static Eights row(const auto& at) { return weighted<1, -1>(at(-1), at(1)); }
 };
 struct D2x3 {
   static constexpr int taps = 3, sum = 0;
-  auto operator()(auto a, auto b, auto c) const { return a - twice(b) + c; }
+  using Down = Column<Subtract, Subtract>;
+  F32 operator()(F32 a, F32 b, F32 c) const { return a - twice(b) + c; }
+  LUM_INLINE static Eights row(const auto& at) { return weighted<1, -2>(at(-1), at(0)) + widened(at(1)); }
 };
 struct Sobel3 {
   static constexpr int taps = 3, sum = 4;
+  using Down = Column<Add, Add>;
   F32 operator()(F32 a, F32 b, F32 c) const { return a + twice(b) + c; }
-  Pair operator()(Pair a, Pair b, Pair c) const { return (a + b) + (b + c); }  // along a row, neighbours share sums
+  LUM_INLINE static EvenOdd row(const auto& at) {
+    const I16 middle = neighbour_sums(at, 0);
+    return {neighbour_sums(at, -1) + middle, middle + neighbour_sums(at, 1)};
+  }
 };
 struct Scharr3 {
   static constexpr int taps = 3, sum = 16;
+  using Down = Column<Smooth>;
   F32 operator()(F32 a, F32 b, F32 c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
-  Pair operator()(Pair a, Pair b, Pair c) const { return times(a + c, 3) + times(b, 10); }
+  LUM_INLINE static EvenOdd row(const auto& at) {
+    const auto sum = [&](int k) {
+      if constexpr (kMultipliesBytes)
+        return multiply_bytes(at(k - 1), byte_pair(3, 10)) + multiply_bytes(at(k + 1), byte_pair(3, 0));
+      else
+        return (low_bytes(at(k - 1)) + low_bytes(at(k + 1))) * i16(3) + low_bytes(at(k)) * i16(10);
+    };
+    return {sum(0), sum(1)};
+  }
 };
 struct Avr3 {
   static constexpr int taps = 3, sum = 3;
+  using Down = Column<Box3>;
   F32 operator()(F32 a, F32 b, F32 c) const { return a + b + c; }
-  // Along a row, the even pixels' b + c is the odd ones' a + b.
-  Pair operator()(Pair a, Pair b, Pair c) const { return {a.even + (b.even + c.even), (a.odd + b.odd) + c.odd}; }
-};
-struct Dx5 {
-  static constexpr int taps = 5, sum = 0;
-  auto operator()(auto a, auto b, auto, auto d, auto e) const { return (e - a) + twice(d - b); }
+  LUM_INLINE static EvenOdd row(const auto& at) {
+    const I16 middle = neighbour_sums(at, 0);
+    return {low_bytes(at(-1)) + middle, middle + low_bytes(at(2))};
+  }
 };
 struct DxNeg5 {
   static constexpr int taps = 5, sum = 0;
-  auto operator()(auto a, auto b, auto, auto d, auto e) const { return (a - e) + twice(b - d); }
+  F32 operator()(F32 a, F32 b, F32, F32 d, F32 e) const { return (a - e) + twice(b - d); }
+  LUM_INLINE static EvenOdd row(const auto& at) { return {differences<1>(at, 0), differences<1>(at, 1)}; }
+};
+struct Dx5 {
+  static constexpr int taps = 5, sum = 0;
+  using Down = Column<SubtractAcross, Add, Add>;
+  F32 operator()(F32 a, F32 b, F32, F32 d, F32 e) const { return (e - a) + twice(d - b); }
+  LUM_INLINE static EvenOdd row(const auto& at) { return {differences<-1>(at, 0), differences<-1>(at, 1)}; }
 };
 struct D2x5 {
   static constexpr int taps = 5, sum = 0;
-  auto operator()(auto a, auto, auto c, auto, auto e) const { return a - twice(c) + e; }
+  using Down = Column<SubtractAcross, SubtractAcross>;
+  F32 operator()(F32 a, F32, F32 c, F32, F32 e) const { return a - twice(c) + e; }
+  LUM_INLINE static Eights row(const auto& at) { return weighted<1, -2>(at(-2), at(0)) + widened(at(2)); }
 };
 struct Sobel5 {
   static constexpr int taps = 5, sum = 16;
+  using Down = Column<Add, Add, Add, Add>;
   F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + times(b, 4) + times(c, 6) + times(d, 4) + e; }
-  Pair operator()(Pair a, Pair b, Pair c, Pair d, Pair e) const {
-    const Sobel3 sobel3;
-    return sobel3(sobel3(a, b, c), sobel3(b, c, d), sobel3(c, d, e));
+  LUM_INLINE static EvenOdd row(const auto& at) {
+    if constexpr (kMultipliesBytes) {
+      const BytePair first = byte_pair(1, 4), second = byte_pair(6, 4);
+      const auto sum = [&](int k) {
+        return multiply_bytes(at(k - 2), first) + multiply_bytes(at(k), second) + low_bytes(at(k + 2));
+      };
+      return {sum(0), sum(1)};
+    } else {
+      I16 sums[6];
+      for (int k = 0; k < 6; ++k) sums[k] = low_bytes(at(k - 2));
+      for (int n = 5; n > 1; --n)
+        for (int k = 0; k < n; ++k) sums[k] = sums[k] + sums[k + 1];
+      return {sums[0], sums[1]};
+    }
   }
 };
 struct Avr5 {
   static constexpr int taps = 5, sum = 5;
+  using Down = Column<Box5>;
   F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + b + c + d + e; }
-  Pair operator()(Pair a, Pair b, Pair c, Pair d, Pair e) const {
-    return {a.even + ((b.even + c.even) + (d.even + e.even)), ((a.odd + b.odd) + (c.odd + d.odd)) + e.odd};
+  LUM_INLINE static EvenOdd row(const auto& at) {
+    const I16 middle = neighbour_sums(at, -1) + neighbour_sums(at, 1);
+    return {low_bytes(at(-2)) + middle, middle + low_bytes(at(3))};
   }
 };
 template <class Rule>
 struct Negated {
   static constexpr int taps = Rule::taps;
-  auto operator()(auto... v) const { return -Rule{}(v...); }
+  F32 operator()(auto... v) const { return -Rule{}(v...); }
 };
 
-// A kernel on as many values as it has taps.
-template <class Rule, class Fetch, int... K>
-LUM_INLINE auto apply(const Fetch& fetch, std::integer_sequence<int, K...>) {
+// A kernel on as many floats as it has taps.
+template <class Rule, int... K>
+LUM_INLINE F32 apply(const auto& fetch, std::integer_sequence<int, K...>) {
   return Rule{}(fetch(K)...);
 }
-template <class Rule, class Fetch>
-LUM_INLINE auto apply(const Fetch& fetch) {
-  return apply<Rule>(fetch, std::make_integer_sequence<int, Rule::taps>());
-}
-
-// A kernel along a row.
 template <class Rule>
-LUM_INLINE auto filter_row(const auto& around) {
-  return apply<Rule>([&](int k) { return around(k - Rule::taps / 2); });
-}
-template <class Rule, class Around>
-requires(kMultipliesBytes&& std::is_same_v<Rule, Sobel5>&& requires(Around around) { around.bytes(0); }) LUM_INLINE Pair
-    filter_row(const Around& around) {
-  const BytePair first = byte_pair(1, 4), second = byte_pair(6, 4);
-  const auto sum = [&](int k) {
-    return multiply_bytes(around.bytes(k - 2), first) + multiply_bytes(around.bytes(k), second) +
-           low_bytes(around.bytes(k + 2));
-  };
-  return {sum(0), sum(1)};
+LUM_INLINE F32 apply(const auto& fetch) {
+  return apply<Rule>(fetch, std::make_integer_sequence<int, Rule::taps>());
 }
 
 // ---- sliders ----
@@ -233,123 +386,110 @@ requires(kMultipliesBytes&& std::is_same_v<Rule, Sobel5>&& requires(Around aroun
 template <class S, class OfRow, class OfColumn>
 class Separable {
  public:
-  using V = typename BlockOf<S>::V;
   static constexpr int taps = OfRow::taps;
 
-  LUM_INLINE V down(const auto& around) { return push(filter_row<OfRow>(around)); }
-  LUM_INLINE V down_border(S value) { return push(BlockOf<S>::all(value * OfRow::sum)); }
-
- private:
-  LUM_INLINE V push(V row) {
-#pragma GCC unroll 16
-    for (int k = 0; k < taps - 1; ++k) rows_[k] = rows_[k + 1];
-    rows_[taps - 1] = row;
-    return apply<OfColumn>([&](int k) { return rows_[k]; });
+  LUM_INLINE F32 down(const auto& around) {
+    return push(apply<OfRow>([&](int k) { return around(k - taps / 2); }));
   }
-  V rows_[taps] = {};
-};
-
-// The same for integers with sums 1 2 1 or 1 4 6 4 1 down the columns: K-1 times the sum of two neighbours.
-template <class OfRow, int Taps>
-class Binomial {
- public:
-  static constexpr int taps = Taps;
-  LUM_INLINE Pair down(const auto& around) { return push(filter_row<OfRow>(around)); }
-  LUM_INLINE Pair down_border(Lum8u value) { return push(BlockOf<Lum8u>::all(value * OfRow::sum)); }
+  LUM_INLINE F32 down_border(Lum32f value) { return push(f32(value * OfRow::sum)); }
 
  private:
-  LUM_INLINE Pair push(Pair row) {
-#pragma GCC unroll 16
-    for (Pair& last : last_) {
-      const Pair sum = row + last;
-      last = row;
-      row = sum;
-    }
-    return row;
-  }
-  Pair last_[taps - 1] = {};
-};
-template <class OfRow>
-class Separable<Lum8u, OfRow, Sobel3> : public Binomial<OfRow, 3> {};
-template <class OfRow>
-class Separable<Lum8u, OfRow, Sobel5> : public Binomial<OfRow, 5> {};
-
-// The same for integers with sums of all ones down the columns: what comes in is added, what goes out is taken away.
-template <class OfRow, int Taps>
-class Running {
- public:
-  static constexpr int taps = Taps;
-  LUM_INLINE Pair down(const auto& around) { return push(filter_row<OfRow>(around)); }
-  LUM_INLINE Pair down_border(Lum8u value) { return push(BlockOf<Lum8u>::all(value * OfRow::sum)); }
-
- private:
-  LUM_INLINE Pair push(Pair row) {
-    const Pair result = sum_ + row;
-    sum_ = result - rows_[0];
+  LUM_INLINE F32 push(F32 row) {
+    const F32 result = apply<OfColumn>([&](int k) { return k < taps - 1 ? rows_[k] : row; });
 #pragma GCC unroll 16
     for (int k = 0; k < taps - 2; ++k) rows_[k] = rows_[k + 1];
     rows_[taps - 2] = row;
     return result;
   }
-  Pair sum_ = {}, rows_[taps - 1] = {};
+  F32 rows_[taps - 1] = {};
 };
-template <class OfRow>
-class Separable<Lum8u, OfRow, Avr5> : public Running<OfRow, 5> {};
+template <class OfRow, class OfColumn>
+class Separable<Lum8u, OfRow, OfColumn> {
+ public:
+  static constexpr int taps = OfRow::taps;
+
+  LUM_INLINE auto down(const auto& around) { return push(OfRow::row(around)); }
+  LUM_INLINE auto down_border(Lum8u value) {
+    const I16 row = i16(Lum16s(value * OfRow::sum));
+    return push(decltype(OfRow::row(std::declval<AroundBytes>())){row, row});
+  }
+
+ private:
+  template <Order O>
+  LUM_INLINE Pair<O> push(Pair<O> row) {
+    return {first_(row.first), second_(row.second)};
+  }
+  typename OfColumn::Down first_, second_;
+};
 
 template <class A, class B>
 class Sum {
  public:
   static constexpr int taps = A::taps;
-  LUM_INLINE auto down(const auto& around) { return a_.down(around) + b_.down(around); }
-  LUM_INLINE auto down_border(auto value) { return a_.down_border(value) + b_.down_border(value); }
+  LUM_INLINE F32 down(const auto& around) { return a_.down(around) + b_.down(around); }
+  LUM_INLINE F32 down_border(Lum32f value) { return a_.down_border(value) + b_.down_border(value); }
 
  private:
   A a_;
   B b_;
 };
 
+// The bytes of a row that is all border value, as a block has them around it.
+LUM_INLINE auto bytes_of(Lum8u value) {
+  return [bytes = i16(Lum16s(value * 0x101))](int) { return bytes; };
+}
+
 // 3x3 in integers: 2 0 2 / 0 -8 0 / 2 0 2.
 class IntegerLaplacian3 {
  public:
   static constexpr int taps = 3;
-  LUM_INLINE Pair down(const auto& around) {
-    const Pair sides = around(-1) + around(1);
-    const Pair corners = sides_[0] + sides, result = corners + corners - shift_left<3>(middle_);
-    sides_[0] = sides_[1];
-    sides_[1] = sides;
-    middle_ = around(0);
-    return result;
+  LUM_INLINE Eights down(const auto& at) {
+    const Eights sides = weighted<2, 2>(at(-1), at(1)), middle = widened(at(0));
+    return {first_.push(sides.first, middle.first), second_.push(sides.second, middle.second)};
   }
-  LUM_INLINE Pair down_border(Lum8u value) {
-    return down([&](int) { return BlockOf<Lum8u>::all(value); });
-  }
+  LUM_INLINE Eights down_border(Lum8u value) { return down(bytes_of(value)); }
 
  private:
-  Pair sides_[2] = {}, middle_ = {};
+  struct Down {
+    LUM_INLINE I16 push(I16 sides, I16 middle) {
+      const I16 result = before_ + sides;
+      before_ = last_ - shift_left<3>(middle);
+      last_ = sides;
+      return result;
+    }
+    I16 before_ = {}, last_ = {};
+  };
+  Down first_, second_;
 };
 
-// 5x5 in integers, with a = 1 2 2 2 1, b = 2 0 -4 0 2 and c = 2 -4 -12 -4 2: twice a / b / c / b / a. The outputs that a
-// row takes part in are summed up side by side; that needs fewer registers than the rows.
+// 5x5 in integers: a / b / c / b / a with a = 2 4 4 4 2, b = 4 0 -8 0 4 and c = 4 -8 -24 -8 4. The outputs that a row
+// takes part in are summed up side by side; that needs fewer registers than the rows.
 class IntegerLaplacian5 {
  public:
   static constexpr int taps = 5;
-  LUM_INLINE Pair down(const auto& around) {
-    const Pair outer = around(-2) + around(2), inner = around(-1) + around(1), middle = around(0);
-    const Pair a = outer + shift_left<1>(inner + middle), b = shift_left<1>(outer - (middle + middle));
-    const Pair c = b - shift_left<2>(inner + middle + middle);
-    const Pair result = sums_[0] + a;
-    sums_[0] = sums_[1] + b;
-    sums_[1] = sums_[2] + c;
-    sums_[2] = sums_[3] + b;
-    sums_[3] = a;
-    return result + result;
+  LUM_INLINE Eights down(const auto& at) {
+    const Eights outer = weighted<2, 2>(at(-2), at(2)), inner = weighted<4, 4>(at(-1), at(1)), middle = widened(at(0));
+    return {first_.push(outer.first, inner.first, middle.first),
+            second_.push(outer.second, inner.second, middle.second)};
   }
-  LUM_INLINE Pair down_border(Lum8u value) {
-    return down([&](int) { return BlockOf<Lum8u>::all(value); });
-  }
+  LUM_INLINE Eights down_border(Lum8u value) { return down(bytes_of(value)); }
 
  private:
-  Pair sums_[4] = {};
+  struct Down {
+    LUM_INLINE I16 push(I16 outer, I16 inner, I16 middle) {
+      middle = shift_left<2>(middle);
+      inner = inner + middle;
+      const I16 a = outer + inner, half_b = outer - middle, b = half_b + half_b, half_c = half_b - (inner + middle);
+      const I16 result = sums_[0] + a;
+      sums_[0] = sums_[1] + b;
+      sums_[1] = sums_[2] + (half_c + half_c);
+      sums_[2] = sums_[3] + b;
+      sums_[3] = a;
+      return result;
+    }
+    I16 sums_[4] = {};
+  };
+  Down first_, second_;
 };
 
 // Box sums become means. The integer forms are the rule, not an approximation: 5x5 has no rounding term.
@@ -360,10 +500,10 @@ inline I16 mean9(I16 s) {
   return multiply_high_unsigned(s + i16(5), i16(7280));
 #endif
 }
-inline Pair mean9(Pair s) { return {mean9(s.even), mean9(s.odd)}; }
-inline Pair mean25(Pair s) {
+inline EvenOdd mean9(EvenOdd s) { return {mean9(s.first), mean9(s.second)}; }
+inline EvenOdd mean25(EvenOdd s) {
   const I16 factor = i16(2621);
-  return {multiply_high_unsigned(s.even, factor), multiply_high_unsigned(s.odd, factor)};
+  return {multiply_high_unsigned(s.first, factor), multiply_high_unsigned(s.second, factor)};
 }
 inline F32 mean9(F32 s) { return s * f32(1.0f / 9); }
 inline F32 mean25(F32 s) { return s * f32(1.0f / 25); }
@@ -391,6 +531,13 @@ class Gauss {
  public:
   static constexpr int taps = K;
   explicit Gauss(const F32* kernel) : kernel_(kernel) {}
+  // But for the kernel, which the compiler then knows not to change.
+  LUM_INLINE Gauss& operator=(const Gauss& other) {
+#pragma GCC unroll 16
+    for (int k = 0; k < K - 1; ++k) sums_[k] = other.sums_[k];
+    return *this;
+  }
+  Gauss(const Gauss&) = default;
 
   LUM_INLINE F32 down(const auto& around) {
     return push(sum([&](int k) { return around(k - K / 2); }));
@@ -403,17 +550,22 @@ class Gauss {
   LUM_INLINE F32 sum(const auto& fetch) const {
     F32 s = fetch(0) * kernel_[0];
 #pragma GCC unroll 16
-    for (int k = 1; k < K; ++k) s = s + fetch(k) * kernel_[k];
+    for (int k = 1; k < K; ++k) s = s + fetch(k) * kernel_[k < K / 2 ? k : K - 1 - k];
     return s;
   }
+  // The sums that a row takes part in grow side by side, and the taps on either side of the middle share a product.
   LUM_INLINE F32 push(F32 row) {
+    F32 products[K / 2 + 1];
 #pragma GCC unroll 16
-    for (int k = 0; k < K - 1; ++k) rows_[k] = rows_[k + 1];
-    rows_[K - 1] = row;
-    return sum([&](int k) { return rows_[k]; });
+    for (int k = 0; k <= K / 2; ++k) products[k] = row * kernel_[k];
+    const F32 result = sums_[0] + products[0];
+#pragma GCC unroll 16
+    for (int k = 1; k < K - 1; ++k) sums_[k - 1] = sums_[k] + products[k < K / 2 ? k : K - 1 - k];
+    sums_[K - 2] = products[0];
+    return result;
   }
   const F32* kernel_;
-  F32 rows_[K] = {};
+  F32 sums_[K - 1] = {};  // of the outputs to come, from the next one on
 };
 
 }  // namespace
