@@ -202,6 +202,24 @@ TEST(Separable, RowSumOfTheLeastInteger) {
   });
 }
 
+// All sums for which division has a short way, and some beyond.
+TEST(Separable, RowSumsOfBytesAreDivided) {
+  std::mt19937 random(4);
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
+    if (m.column || sizeof(S) > 1 || m.channels() > 1) return;
+    Case c;
+    c.width = 2 * 63 * 256, c.anchor = 0;
+    for (int sign : {1, -1})
+      for (int divisor : {2, 3, 6, 9, 13, 64, 109, 113, 8191, 16383, 16385, 32767, 32769}) {
+        c.divisor = divisor;
+        Job<S, D> job(m, c, random);
+        job.kernel[0] = 63 * sign, job.kernel[1] = sign, job.kernel[2] = 0;
+        job.src.fill([](int x, int) { return x % 2 ? x / 2 % 63 : x / 2 / 63; });
+        job.expect_model();
+      }
+  });
+}
+
 TEST(Separable, ThreadsDoNotChangeResults) {
   std::mt19937 random(4);
   each_member([&]<class S, class D>(const Member<S, D>& m) {

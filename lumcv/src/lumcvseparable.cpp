@@ -42,7 +42,14 @@ LumStatus column_size_float(LumSize roi, int taps, int* out) {
 
 Scale scale_by(int divisor) {
   const bool shifts = divisor > 1 && divisor <= 1 << kMostShift && (divisor & (divisor - 1)) == 0;
-  return {1.0f / Lum32f(divisor), divisor == 1, true, shifts ? __builtin_ctz(unsigned(divisor)) : 0};
+  Scale scale = {1.0f / Lum32f(divisor), divisor == 1, true, shifts ? __builtin_ctz(unsigned(divisor)) : 0};
+  if (divisor > 1 && divisor < 1 << 15 && divisor % 2 == 1) {
+    // The greatest factor of 15 bits: 2^(15 + shift) / divisor is above kMostOddSum, and the sum times what rounding
+    // the factor takes or adds, a half at most, stays below half of one divisor-th of 2^(15 + shift).
+    scale.odd_shift = 31 - __builtin_clz(unsigned(divisor));
+    scale.odd_factor = Lum16s(((2LL << (15 + scale.odd_shift)) / divisor + 1) / 2);
+  }
+  return scale;
 }
 
 int slices_for(LumSize roi, bool worthwhile) {
@@ -71,6 +78,7 @@ void choose_arithmetic(RowPass<S>& pass) {
   const long long sum = magnitude(pass.kernel, pass.taps);
   pass.scale.clamp = sum * (sizeof(S) == 1 ? 255 : 32768) > 0x7FFFFF00;
   pass.small = sizeof(S) == 1 && sum < 128 && pass.taps <= kMostByteTaps;
+  if (sum * 255 > kMostOddSum) pass.scale.odd_factor = 0;
 }
 // Whether every partial sum is a whole number that single precision holds: below 2^24 in magnitude.
 bool exact_sums(const Lum16s* kernel, int taps) { return magnitude(kernel, taps) * 32768 <= 1 << 24; }

@@ -24,8 +24,13 @@ struct Scale {
   bool unit = true;
   bool clamp = true;
   int shift = 0;  // of a divisor that is a power of two up to 1 << kMostShift
+  // Of an odd divisor: 2 sum * odd_factor / 2^(16 + odd_shift) is off by less than its distance from the next half for
+  // all sums up to kMostOddSum in magnitude.
+  Lum16s odd_factor = 0;
+  int odd_shift = 0;
 };
 constexpr int kMostShift = 8;
+constexpr int kMostOddSum = 16383;
 
 constexpr int kMostByteTaps = 31;
 

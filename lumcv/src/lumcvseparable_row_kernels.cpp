@@ -87,7 +87,10 @@ struct ByteRowSums {
 
  private:
   LUM_INLINE static I16 finished(I16 sums, Saturate) { return sums; }
-  LUM_INLINE static I16 finished(I16 sums, const NearestByShift& finish) { return finish.of_16_bits(sums); }
+  template <class Of16Bits>
+  LUM_INLINE static I16 finished(I16 sums, const NearestOf<Of16Bits>& finish) {
+    return finish.of_16_bits(sums);
+  }
   LUM_INLINE static I16 finished(I16 sums, const auto& finish) {
     return pack(finish(widen_low(sums)), finish(widen_high(sums)));
   }

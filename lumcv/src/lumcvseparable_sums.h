@@ -49,9 +49,20 @@ struct Truncate {
   int operator()(int sum) const { return _mm_cvttss_si32(scaled(sum)); }
 };
 
-// The same as Nearest for sums of 16 bits and powers of two.
-struct NearestByShift {
-  ShiftNearest of_16_bits;
+// The same as Nearest for sums of 16 bits up to kMostOddSum and odd divisors: no sum lies in the middle of two integers.
+class OddNearest {
+ public:
+  explicit OddNearest(Scale scale)
+      : factor_(i16(scale.odd_factor)), half_(i16(Lum16s(1 << scale.odd_shift >> 1))), shift_(scale.odd_shift) {}
+  I16 operator()(I16 sum) const { return shift_right(multiply_high(sum + sum, factor_) + half_, shift_); }
+
+ private:
+  I16 factor_, half_;
+  int shift_;
+};
+template <class Of16Bits>
+struct NearestOf {
+  Of16Bits of_16_bits;
   Nearest<false> nearest;
   auto operator()(auto sum) const { return nearest(sum); }
 };
@@ -123,10 +134,13 @@ template <class D, class Kernel>
 LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin margin, Scale scale) {
   const Lum32f r = scale.reciprocal;
   if (scale.unit) return run(kernel, d, n, margin, Saturate{});
-  if constexpr (Kernel::kBits == 16)
+  if constexpr (Kernel::kBits == 16) {
     if (scale.shift)
-      return run_rounded(kernel, d, n, bulk, margin, NearestByShift{ShiftNearest(scale.shift), {r}},
+      return run_rounded(kernel, d, n, bulk, margin, NearestOf<ShiftNearest>{ShiftNearest(scale.shift), {r}},
                          Truncate<false>{r});
+    if (scale.odd_factor)
+      return run_rounded(kernel, d, n, bulk, margin, NearestOf<OddNearest>{OddNearest(scale), {r}}, Truncate<false>{r});
+  }
   if (Kernel::kBits == 32 && scale.clamp)
     run_rounded(kernel, d, n, bulk, margin, Nearest<true>{r}, Truncate<true>{r});
   else
