@@ -10,6 +10,7 @@
 #include <iostream>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "lumcore.h"
 #include "report.h"
@@ -186,6 +187,11 @@ int check() {
         std::cerr << Line{&member, roi, library.level, false}.name() << " differs from the plain loop\n";
       }
   std::cout << calls - bad << " of " << calls << " calls equal their plain loops\n";
+  // The report of a complete run, which takes minutes, must not be what fails.
+  Results results;
+  for (const Line& line : all_lines()) results[line.name()] = results[line.scalar().name()] = {1e-6, 1};
+  std::ostringstream summary;
+  print_summary(summary, results);
   return bad != 0;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <set>
 
 namespace bench {
 namespace {
@@ -86,7 +87,7 @@ std::string group_of(const Member& member) {
   if (what == "Sobel" || what == "Scharr") what = "Sobel, Scharr";
   for (const std::string word : {"Low_", "Inf_", "L1_", "L2_", "StdDev_", "LT_", "Val_", "GTVal_"})
     if (types.starts_with(word)) types.erase(0, word.size());
-  types.erase(types.find('_'));
+  types = types.substr(0, types.find('_'));
   const std::string size = member.setting.substr(0, member.setting.find(' '));
   return what + ' ' + types + (size.empty() ? "" : ' ' + size) + (member.factor > 1 ? ", fixed point" : "");
 }
@@ -157,9 +158,9 @@ void print_lines(std::ostream& out, const std::vector<Line>& lines, const Result
 
 void print_summary(std::ostream& out, const Results& results) {
   out << "## " << size_text(kMain) << ", one thread\n";
-  std::string family;
+  std::set<std::string> families;
   for (const Member& member : members())
-    if (member.family != family) print_family(out, {results}, family = member.family);
+    if (families.insert(member.family).second) print_family(out, {results}, member.family);
   out << "\n## All sizes, and all threads\n\n";
   print_groups(out, {results});
 }

@@ -60,13 +60,16 @@ class Sides {
 // ---- sweeps: a slider down every block of a stretch of columns ----
 
 // Rows are asked for so many bytes ahead: the processor does not follow so many streams through memory by itself. Those
-// of floats keep it waiting where they are written, too.
+// of floats keep it waiting where they are written, too. (Asking for a line once instead of once for each of its blocks
+// takes longer; for each of four blocks it does not pay.)
 constexpr int kSourceAhead = 256, kDestinationAhead = 512;
+template <class S>
+constexpr bool kAsks = sizeof(S) == 1 || F32::lanes == 8;
 
 enum class Place { kInside, kLeft, kRight };
 
-// What is put by of the blocks of a tile, so few that it stays in the first two levels of the cache.
-constexpr int kTileBlocks = 128;
+// What is put by of the blocks of a tile: 4096 bytes of a row, of which it stays in the first two levels of the cache.
+constexpr int kTileBlocks = 4096 / sizeof(F32);
 struct Sliders {
   static constexpr int kMostBytes = 10 * sizeof(F32);  // of one
   alignas(64) char bytes[kTileBlocks * kMostBytes];
@@ -157,8 +160,8 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
     int y = 0;
 #pragma GCC unroll 4
     for (; y < regular; ++y) {
-      __builtin_prefetch((const char*)row + kSourceAhead);
-      if (sizeof(S) == 4) __builtin_prefetch((const char*)d + kDestinationAhead);
+      if (kAsks<S>) __builtin_prefetch((const char*)row + kSourceAhead);
+      if (kAsks<S> && sizeof(S) == 4) __builtin_prefetch((const char*)d + kDestinationAhead);
       store(d, down(row));
       row = (const S*)((const char*)row + src_step);
       d = (D*)((char*)d + dst_step);

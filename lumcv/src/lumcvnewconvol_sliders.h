@@ -19,7 +19,6 @@ enum class Order {
 template <Order>
 struct Pair {
   I16 first, second;
-  static Pair all(int v) { return {i16(Lum16s(v)), i16(Lum16s(v))}; }
 };
 using EvenOdd = Pair<Order::kEvenOdd>;
 using Eights = Pair<Order::kEights>;
@@ -27,26 +26,14 @@ template <Order O>
 inline Pair<O> operator+(Pair<O> a, Pair<O> b) {
   return {a.first + b.first, a.second + b.second};
 }
-template <Order O>
-inline Pair<O> operator-(Pair<O> a, Pair<O> b) {
-  return {a.first - b.first, a.second - b.second};
-}
 
-// A whole factor. Of floats, products come from other units of the processor than sums.
+// A whole factor.
 inline F32 times(F32 a, int n) { return a * f32(Lum32f(n)); }
 template <Order O>
 inline Pair<O> times(Pair<O> a, int n) {
   return {a.first * i16(Lum16s(n)), a.second * i16(Lum16s(n))};
 }
-template <int Bits, Order O>
-inline Pair<O> shift_left(Pair<O> a) {
-  return {shift_left<Bits>(a.first), shift_left<Bits>(a.second)};
-}
-inline F32 twice(F32 a) { return times(a, 2); }
-template <Order O>
-inline Pair<O> twice(Pair<O> a) {
-  return a + a;
-}
+inline F32 twice(F32 a) { return a + a; }
 inline Eights widened(I16 a) { return {unpack_low_bytes(a, i16(0)), unpack_high_bytes(a, i16(0))}; }
 
 enum class Side { kLeft, kRight };
@@ -346,8 +333,11 @@ struct Sobel5 {
       return {sum(0), sum(1)};
     } else {
       I16 sums[6];
+#pragma GCC unroll 16
       for (int k = 0; k < 6; ++k) sums[k] = low_bytes(at(k - 2));
+#pragma GCC unroll 16
       for (int n = 5; n > 1; --n)
+#pragma GCC unroll 16
         for (int k = 0; k < n; ++k) sums[k] = sums[k] + sums[k + 1];
       return {sums[0], sums[1]};
     }
@@ -395,13 +385,12 @@ class Separable {
 
  private:
   LUM_INLINE F32 push(F32 row) {
-    const F32 result = apply<OfColumn>([&](int k) { return k < taps - 1 ? rows_[k] : row; });
 #pragma GCC unroll 16
-    for (int k = 0; k < taps - 2; ++k) rows_[k] = rows_[k + 1];
-    rows_[taps - 2] = row;
-    return result;
+    for (int k = 0; k < taps - 1; ++k) rows_[k] = rows_[k + 1];
+    rows_[taps - 1] = row;
+    return apply<OfColumn>([&](int k) { return rows_[k]; });
   }
-  F32 rows_[taps - 1] = {};
+  F32 rows_[taps] = {};
 };
 template <class OfRow, class OfColumn>
 class Separable<Lum8u, OfRow, OfColumn> {
