@@ -1,5 +1,7 @@
 // What programs do to the library beside calling it: fork, threads of their own, planes beyond 2 GiB.
+#include <sys/mman.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <filesystem>
@@ -168,6 +170,48 @@ TEST(HugePlanes, EqualSmallOnes) {
   const Function canny = function(lumiCanny_16s8u_C1R, &A::src, &A::step, &A::src2, &A::step2, &A::dst, &A::dst_step,
                                   &A::roi, &A::low, &A::high, &A::buffer);
   EXPECT_TRUE((same_when_far<Lum16s, Lum8u>(canny, false)));  // far results would have all their padding written
+}
+
+// So many bytes of addresses, all of one small block of memory.
+class Repeated {
+ public:
+  explicit Repeated(size_t bytes) : bytes_(bytes) {
+    const int file = memfd_create("repeated", 0);
+    EXPECT_EQ(ftruncate(file, kBlock), 0);
+    start_ = (char*)mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    for (size_t at = 0; at < bytes; at += kBlock)
+      mmap(start_ + at, kBlock, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0);
+    close(file);
+  }
+  ~Repeated() { munmap(start_, bytes_); }
+  template <class T>
+  T* at(size_t i = 0) const {
+    return (T*)start_ + i;
+  }
+  static constexpr size_t kBlock = 4 << 20;
+
+ private:
+  size_t bytes_;
+  char* start_;
+};
+
+TEST(HugePlanes, AsManyColumnsAsThereAre) {
+  if (sizeof(void*) < 8) GTEST_SKIP() << "a 32-bit program has no room for them";
+  const int width = INT32_MAX;
+  const Repeated src((size_t)width + 1), dst(2 * ((size_t)width + 1));
+  memset(src.at<char>(), 100, Repeated::kBlock);
+  Lum8u buffer[4096];
+  ASSERT_EQ(lumStatusOk, lumiFilterLowpassBorder_8u_C1R(src.at<Lum8u>(), width, dst.at<Lum8u>(), width, {width, 1},
+                                                        lumMaskSize3x3, lumBorderMirr, 0, buffer));
+  EXPECT_EQ(*dst.at<Lum8u>(width - 1), 100);
+  ASSERT_EQ(lumStatusOk, lumiFilterSobelHorizBorder_8u8s_C1R(src.at<Lum8u>(), width, dst.at<Lum8s>(), width, {width, 1},
+                                                             lumMaskSize5x5, lumBorderRepl, 0, 3, buffer));
+  EXPECT_EQ(*dst.at<Lum8s>(width - 1), 0);
+  const Lum16s kernel[9] = {1, 1, 1, 1, 1, 1, 1, 1, 1};
+  Lum16s* rows[] = {dst.at<Lum16s>()};
+  ASSERT_EQ(lumStatusOk, lumiFilterRowBorderPipeline_8u16s_C1R(src.at<Lum8u>(), width, rows, {width, 1}, kernel, 9, 4,
+                                                               lumBorderRepl, 0, 1, buffer));
+  EXPECT_EQ(*dst.at<Lum16s>(width - 1), 900);
 }
 
 }  // namespace

@@ -144,7 +144,7 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
   D* column = stretch.dst.data;
   for (ptrdiff_t x = stretch.begin; x < end; x += kColumns<S>, column += kColumns<S>) {
     Slider slider = at_top;
-    if (resume) slider = *kept;
+    if (resume) take_up(slider, *kept);
     const auto down = [&](const S* row) __attribute__((always_inline)) {
       return slider.down(typename BlockOf<S>::Around(row));
     };
@@ -167,7 +167,7 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
       d = (D*)((char*)d + dst_step);
     }
     for (; y < count; ++y, d = (D*)((char*)d + dst_step)) store(d, down_any(rows[Slider::taps - 1 + y]));
-    if (kept) *kept++ = slider;
+    if (kept) take_up(*kept++, slider);
   }
 }
 template <class Slider, class Store, class S, class D>
@@ -288,16 +288,16 @@ class Painter {
 
  private:
   void through_tile(Stretch<S, D> stretch, int n) const {
-    const int end = stretch.begin + n;
-    for (; stretch.begin < end; stretch.begin += Tile<D>::columns) {
-      const int wanted = end - stretch.begin < Tile<D>::columns ? end - stretch.begin : Tile<D>::columns;
+    const Image<D> dst = stretch.dst;
+    const int begin = stretch.begin;
+    for (int done = 0; done < n; done += Tile<D>::columns) {
+      const int wanted = n - done < Tile<D>::columns ? n - done : Tile<D>::columns;
       Tile<D> tile;
-      const Image<D> dst = stretch.dst;
+      stretch.begin = begin + done;
       stretch.end = stretch.begin + (wanted + kColumns<S> - 1) / kColumns<S> * kColumns<S>;
       stretch.dst = {tile.rows[0], sizeof tile.rows[0]};
       sweep_(stretch);
-      for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y), tile.rows[y], wanted * sizeof(D));
-      stretch.dst = {dst.data + Tile<D>::columns, dst.step};
+      for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y) + done, tile.rows[y], wanted * sizeof(D));
       stretch.first_slider += Tile<D>::columns / kColumns<S>;
     }
   }
@@ -327,24 +327,21 @@ class Painter<Lum8u, Lum8s> {
   }
 
  private:
-  void divided(Stretch<Lum8u, Lum8s> stretch, int x, int n) const {
-    const int end = stretch.begin + n;
-    for (; stretch.begin < end; stretch.begin += Tile<Lum16s>::columns, x += Tile<Lum16s>::columns) {
-      const int wanted = end - stretch.begin < Tile<Lum16s>::columns ? end - stretch.begin : Tile<Lum16s>::columns;
+  void divided(const Stretch<Lum8u, Lum8s>& stretch, int x, int n) const {
+    for (int done = 0; done < n; done += Tile<Lum16s>::columns) {
+      const int wanted = n - done < Tile<Lum16s>::columns ? n - done : Tile<Lum16s>::columns;
       Tile<Lum16s> tile;
       const Image<Lum16s> sums = {tile.rows[0], sizeof tile.rows[0]};
-      const int blocks_end = stretch.begin + (wanted + kColumns<Lum8u> - 1) / kColumns<Lum8u> * kColumns<Lum8u>;
+      const int begin = stretch.begin + done, blocks = (wanted + kColumns<Lum8u> - 1) / kColumns<Lum8u>;
       sums_({stretch.place, stretch.rows, stretch.count, stretch.regular, stretch.step, stretch.border_value, sums,
-             stretch.begin, blocks_end, stretch.sides, 0, nullptr, stretch.sliders, stretch.first_slider,
-             stretch.resume});
-      const int rounded = clamp(rounded_ - x, 0, wanted);
+             begin, begin + blocks * kColumns<Lum8u>, stretch.sides, 0, nullptr, stretch.sliders,
+             stretch.first_slider + done / kColumns<Lum8u>, stretch.resume});
+      const int rounded = clamp(rounded_ - (x + done), 0, wanted);
       for (int y = 0; y < stretch.count; ++y) {
-        Lum8s* const d = stretch.dst.row(y);
+        Lum8s* const d = stretch.dst.row(y) + done;
         divide<true>(tile.rows[y], d, rounded, f32(reciprocal_));
         divide<false>(tile.rows[y] + rounded, d + rounded, wanted - rounded, f32(reciprocal_));
       }
-      stretch.dst.data += Tile<Lum16s>::columns;
-      stretch.first_slider += Tile<Lum16s>::columns / kColumns<Lum8u>;
     }
   }
   Sweep<Lum8u, Lum16s> sums_;
@@ -406,7 +403,7 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
   const int right = width - kBlock, whole = right / kBlock * kBlock;
   const int last = right - kBlock > margin ? right - kBlock : margin;
   for (int x = kBlock, next; x != 0; x = next < whole ? next : 0) {
-    next = x + kTileBlocks * kBlock < whole ? x + kTileBlocks * kBlock : whole;
+    next = whole - x > kTileBlocks * kBlock ? x + kTileBlocks * kBlock : whole;
     for (int y = rows.begin; y < rows.end; y += stretch.count) {
       go_to(y);
       if (x == kBlock) paint(y, Place::kLeft, 0, kBlock);

@@ -285,13 +285,13 @@ struct Scharr3 {
   using Down = Column<Smooth>;
   F32 operator()(F32 a, F32 b, F32 c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
   LUM_INLINE static EvenOdd row(const auto& at) {
-    const auto sum = [&](int k) {
+    const auto weighted = [&](int k) {
       if constexpr (kMultipliesBytes)
         return multiply_bytes(at(k - 1), byte_pair(3, 10)) + multiply_bytes(at(k + 1), byte_pair(3, 0));
       else
         return (low_bytes(at(k - 1)) + low_bytes(at(k + 1))) * i16(3) + low_bytes(at(k)) * i16(10);
     };
-    return {sum(0), sum(1)};
+    return {weighted(0), weighted(1)};
   }
 };
 struct Avr3 {
@@ -327,10 +327,10 @@ struct Sobel5 {
   LUM_INLINE static EvenOdd row(const auto& at) {
     if constexpr (kMultipliesBytes) {
       const BytePair first = byte_pair(1, 4), second = byte_pair(6, 4);
-      const auto sum = [&](int k) {
+      const auto weighted = [&](int k) {
         return multiply_bytes(at(k - 2), first) + multiply_bytes(at(k), second) + low_bytes(at(k + 2));
       };
-      return {sum(0), sum(1)};
+      return {weighted(0), weighted(1)};
     } else {
       I16 sums[6];
 #pragma GCC unroll 16
@@ -520,13 +520,11 @@ class Gauss {
  public:
   static constexpr int taps = K;
   explicit Gauss(const F32* kernel) : kernel_(kernel) {}
-  // But for the kernel, which the compiler then knows not to change.
-  LUM_INLINE Gauss& operator=(const Gauss& other) {
+  // All but the kernel, which the compiler then knows not to change.
+  LUM_INLINE void take_up(const Gauss& kept) {
 #pragma GCC unroll 16
-    for (int k = 0; k < K - 1; ++k) sums_[k] = other.sums_[k];
-    return *this;
+    for (int k = 0; k < K - 1; ++k) sums_[k] = kept.sums_[k];
   }
-  Gauss(const Gauss&) = default;
 
   LUM_INLINE F32 down(const auto& around) {
     return push(sum([&](int k) { return around(k - K / 2); }));
@@ -556,6 +554,16 @@ class Gauss {
   const F32* kernel_;
   F32 sums_[K - 1] = {};  // of the outputs to come, from the next one on
 };
+
+// To put a slider by, and to go on as the one that was.
+template <class Slider>
+LUM_INLINE void take_up(Slider& slider, const Slider& kept) {
+  slider = kept;
+}
+template <int K>
+LUM_INLINE void take_up(Gauss<K>& slider, const Gauss<K>& kept) {
+  slider.take_up(kept);
+}
 
 }  // namespace
 }  // namespace lum::LUM_LEVEL

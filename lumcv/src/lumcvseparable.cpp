@@ -42,7 +42,8 @@ LumStatus column_size_float(LumSize roi, int taps, int* out) {
 
 Scale scale_by(int divisor) {
   const bool shifts = divisor > 1 && divisor <= 1 << kMostShift && (divisor & (divisor - 1)) == 0;
-  Scale scale = {1.0f / Lum32f(divisor), divisor == 1, true, shifts ? __builtin_ctz(unsigned(divisor)) : 0};
+  Scale scale = {divisor ? 1.0f / Lum32f(divisor) : 0, divisor == 1, true,
+                 shifts ? __builtin_ctz(unsigned(divisor)) : 0};
   if (divisor > 1 && divisor < 1 << 15 && divisor % 2 == 1) {
     // The greatest factor of 15 bits: 2^(15 + shift) / divisor is above kMostOddSum, and the sum times what rounding
     // the factor takes or adds, a half at most, stays below half of one divisor-th of 2^(15 + shift).

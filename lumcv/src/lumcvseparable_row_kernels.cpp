@@ -159,7 +159,7 @@ template <int C, class S>
 inline Ends ends_of(const RowPass<S>& pass) {
   constexpr int kEnd = 32, kShort = 1024;
   const Rows columns = pass.columns;
-  if ((long long)(columns.end - columns.begin + pass.taps) * C * (int)sizeof(S) <= kShort)
+  if (((long long)columns.end - columns.begin + pass.taps) * C * (int)sizeof(S) <= kShort)
     return {columns.end, columns.end};
   const int last = pass.roi.width - (pass.taps - 1 - pass.anchor);  // sees the border on the right
   Ends ends = {columns.begin, columns.end};
