@@ -38,7 +38,8 @@ LUM_INLINE Rows slice_rows(int height, int slices, int slice) {
 template <class Body>
 void for_each_slice(int slices, const Body& body) {
   if (slices == 1) return body(0);
-#pragma omp parallel for num_threads(region_threads()) schedule(static, 1)
+  const int threads = region_threads() < slices ? region_threads() : slices;
+#pragma omp parallel for num_threads(threads) schedule(static, 1)
   for (int slice = 0; slice < slices; ++slice) body(slice);
 }
 

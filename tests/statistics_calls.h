@@ -52,7 +52,8 @@ struct ManyThreads : testing::Test {
     for (failing = 1; failing <= count; ++failing) {
       allocations = releases = 0;
       EXPECT_EQ(lumStatusNoMemory, call(a)) << failing;
-      EXPECT_EQ(allocations - 1, releases) << failing;
+      EXPECT_EQ(failing, allocations) << "none after the one that failed";
+      EXPECT_EQ(failing - 1, releases) << failing;
     }
     failing = 0;
   }

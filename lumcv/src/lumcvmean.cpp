@@ -13,7 +13,7 @@ namespace {
 constexpr int kSerial = 0;  // in place of an exponent
 
 struct Member {
-  bool masked;
+  bool masked, squares;
   int exponent;
   int small;              // regions without a mask of fewer pixels are summed as a whole
   SumKernel sum, refine;  // refine: the squared distances from the mean, of 32f
@@ -23,19 +23,21 @@ LumStatus sum(const Member& m, const Pixels& pixels, int bands, SumKernel kernel
   const LumSize size = pixels.size;
   const long long count = (long long)size.width * size.height;
   const Summation how = {count < m.small, mean};
-  BandResults values(bands), squares(bands), selected(bands);
-  if (values.no_memory() || squares.no_memory() || selected.no_memory()) return lumStatusNoMemory;
+  const bool has_squares = m.squares && kernel == m.sum;
+  BandResults values, squares, selected;
+  if (!values.allocate(bands) || (has_squares && !squares.allocate(bands)) || (m.masked && !selected.allocate(bands)))
+    return lumStatusNoMemory;
   for_each_slice(bands, [&](int band) {
     const Sums sums = kernel(pixels.rows(slice_rows(size.height, bands, band)), how);
     values[band] = sums.values;
-    squares[band] = sums.squares;
-    selected[band] = Lum64f(sums.pixels);
+    if (has_squares) squares[band] = sums.squares;
+    if (m.masked) selected[band] = Lum64f(sums.pixels);
   });
   total = {};
   for (int band = 0; band < bands; ++band) {
     total.values += values[band];
-    total.squares += squares[band];
-    total.pixels += (long long)selected[band];
+    if (has_squares) total.squares += squares[band];
+    if (m.masked) total.pixels += (long long)selected[band];
   }
   total.pixels = m.masked ? int(total.pixels) : count;
   return lumStatusOk;
@@ -68,11 +70,14 @@ template <class What, class S, int Channels, bool Masked>
 Member member(int exponent) {
   SumKernel refine = nullptr;
   if constexpr (std::is_same_v<S, Lum32f>) refine = LUM_PICK(level(), sums<SquaredDistances, S, Channels, Masked>);
-  return {Masked, exponent,
+  return {Masked,
+          std::is_same_v<What, ValuesAndSquares>,
+          exponent,
           Masked          ? 0
           : Channels == 1 ? 100000
                           : 5000,
-          LUM_PICK(level(), sums<What, S, Channels, Masked>), refine};
+          LUM_PICK(level(), sums<What, S, Channels, Masked>),
+          refine};
 }
 
 }  // namespace

@@ -33,8 +33,8 @@ Lum64f joined(bool greatest, BandResults& results, int bands) {
 // The results of all bands, joined; without a denominator where none is asked for.
 LumStatus measure(const Member& m, const Pixels& pixels, Lum64f& numerator, Lum64f& denominator) {
   const int bands = m.exponent == kSerial ? 1 : bands_of(pixels.size, m.exponent);
-  BandResults numerators(bands), denominators(m.relative ? bands : 1);
-  if (numerators.no_memory() || denominators.no_memory()) return lumStatusNoMemory;
+  BandResults numerators, denominators;
+  if (!numerators.allocate(bands) || (m.relative && !denominators.allocate(bands))) return lumStatusNoMemory;
   for_each_slice(bands, [&](int band) {
     Lum64f results[2] = {0, 0};
     const Rows rows = slice_rows(pixels.size.height, bands, band);

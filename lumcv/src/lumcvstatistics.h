@@ -57,19 +57,23 @@ inline int bands_of(LumSize roi, int exponent) {
 // One double for each band, on the stack for as many as most machines have threads.
 class BandResults {
  public:
-  explicit BandResults(int bands) : values_(bands <= kOnStack ? on_stack_ : lumsMalloc_64f(bands)) {}
+  BandResults() = default;
   BandResults(const BandResults&) = delete;
   BandResults& operator=(const BandResults&) = delete;
   ~BandResults() {
     if (values_ != on_stack_) lumsFree(values_);
   }
-  bool no_memory() const { return !values_; }
+  // Before anything else. False where there is no memory.
+  bool allocate(int bands) {
+    if (bands > kOnStack) values_ = lumsMalloc_64f(bands);
+    return values_;
+  }
   Lum64f& operator[](int band) { return values_[band]; }
 
  private:
   static constexpr int kOnStack = 32;
   Lum64f on_stack_[kOnStack];
-  Lum64f* values_;
+  Lum64f* values_ = on_stack_;
 };
 
 }  // namespace lum
