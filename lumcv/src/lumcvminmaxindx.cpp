@@ -22,9 +22,12 @@ void merge(Extremes& all, const Extremes& band, int first_row) {
   all.seen = true;
 }
 
-using Kernel = Extremes (*)(const Pixels&);
+struct Kernels {
+  Extremes (*extremes)(const Pixels&);
+  int (*first_of_row)(const Pixels&, int, Lum32f);
+};
 
-Extremes in_bands(const Pixels& all, Kernel kernel) {
+Extremes in_bands(const Pixels& all, const Kernels& kernels) {
   const LumSize size = all.size;
   int bands = 1;
   if ((long long)size.width * size.height >= kParallelPixels && runomp()) {
@@ -32,7 +35,7 @@ Extremes in_bands(const Pixels& all, Kernel kernel) {
     bands = threads < kMostBands ? threads : kMostBands;
   }
   Extremes part[kMostBands];
-  for_each_slice(bands, [&](int i) { part[i] = kernel(all.rows(slice_rows(size.height, bands, i))); });
+  for_each_slice(bands, [&](int i) { part[i] = kernels.extremes(all.rows(slice_rows(size.height, bands, i))); });
   Extremes merged = {};
   for (int i = 0; i < bands; ++i) merge(merged, part[i], slice_rows(size.height, bands, i).begin);
   return merged;
@@ -43,26 +46,20 @@ struct Found {
   LumPoint* at;
 };
 
-// The first selected pixel of the row that equals the value, or any where that is NaN. Its own value counts: 0 and -0
-// are equal.
+// The value of the pixel counts: 0 and -0 are equal.
 template <class S>
-void find(const Pixels& p, int y, Lum32f value, Found found) {
-  const S* const row = (const S*)p.src.row(y);
-  const Lum8u* const mask = p.mask.data ? p.mask.row(y) : nullptr;
-  for (int x = 0; x < p.size.width; ++x) {
-    const Lum32f v = get(row + (ptrdiff_t)x * p.channels);
-    if ((mask && !mask[x]) || !(v == value || value != value)) continue;
-    put(found.value, v);
-    return put(found.at, {x, y});
-  }
+void find(const Pixels& p, const Kernels& kernels, int y, Lum32f value, Found found) {
+  const int x = kernels.first_of_row(p, y, value);
+  put(found.value, Lum32f(get((const S*)p.src.row(y) + (ptrdiff_t)x * p.channels)));
+  put(found.at, {x, y});
 }
 
 template <class S>
-void min_max_index(const Pixels& p, Kernel kernel, Found min, Found max) {
-  const Extremes e = in_bands(p, kernel);
+void min_max_index(const Pixels& p, const Kernels& kernels, Found min, Found max) {
+  const Extremes e = in_bands(p, kernels);
   if (e.seen) {
-    find<S>(p, e.min_row, e.min, min);
-    return find<S>(p, e.max_row, e.max, max);
+    find<S>(p, kernels, e.min_row, e.min, min);
+    return find<S>(p, kernels, e.max_row, e.max, max);
   }
   put(min.value, 0.0f);
   put(max.value, 0.0f);
@@ -75,7 +72,9 @@ LumStatus min_max_index(Image<const S> src, Image<const Lum8u> mask, LumSize roi
   const Pixels p = {roi, {src.data, src.step}, {}, mask, sizeof(S), Channels};
   const LumStatus status = check_pixels(p, {false, Masked}, coi);
   if (status != lumStatusOk) return status;
-  min_max_index<S>(p.channel(coi), LUM_PICK(level(), extremes<S, Channels, Masked>), min, max);
+  const Kernels kernels = {LUM_PICK(level(), extremes<S, Channels, Masked>),
+                           LUM_PICK(level(), first_of_row<S, Channels, Masked>)};
+  min_max_index<S>(p.channel(coi), kernels, min, max);
   return lumStatusOk;
 }
 

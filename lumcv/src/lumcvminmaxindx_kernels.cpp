@@ -22,6 +22,8 @@ inline bool any_bit(__m256i a) { return !_mm256_testz_si256(a, a); }
 inline bool any_above(U8 a, U8 b) { return any_bit(_mm256_subs_epu8(a.v, b.v)); }
 inline bool any_above(U16 a, U16 b) { return any_bit(_mm256_subs_epu16(a.v, b.v)); }
 inline Eight above(Eight a, Eight b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_GT_OQ)}; }
+inline U16 equal(U16 a, U16 b) { return {_mm256_cmpeq_epi16(a.v, b.v)}; }
+inline Eight equal(Eight a, Eight b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_EQ_OQ)}; }
 #else
 inline U8 or_not(U8 a, U8 b) { return {_mm_or_si128(a.v, ~b.v)}; }
 inline U16 or_not(U16 a, U16 b) { return {_mm_or_si128(a.v, ~b.v)}; }
@@ -33,9 +35,14 @@ inline bool any_bit(__m128i a) { return _mm_movemask_epi8(_mm_cmpeq_epi8(a, _mm_
 inline bool any_above(U8 a, U8 b) { return any_bit(_mm_subs_epu8(a.v, b.v)); }
 inline bool any_above(U16 a, U16 b) { return any_bit(_mm_subs_epu16(a.v, b.v)); }
 inline Eight above(Eight a, Eight b) { return {{_mm_cmpgt_ps(a.low.v, b.low.v)}, {_mm_cmpgt_ps(a.high.v, b.high.v)}}; }
+inline U16 equal(U16 a, U16 b) { return {_mm_cmpeq_epi16(a.v, b.v)}; }
+inline Eight equal(Eight a, Eight b) { return {{_mm_cmpeq_ps(a.low.v, b.low.v)}, {_mm_cmpeq_ps(a.high.v, b.high.v)}}; }
 #endif
 inline bool any_sign(Eight a) { return _mm_movemask_ps(_mm_or_ps(low_half(a), high_half(a))) != 0; }
 inline bool any_above(Eight a, Eight b) { return any_sign(above(a, b)); }
+inline bool any(U8 lanes) { return any_bit(lanes.v); }
+inline bool any(U16 lanes) { return any_bit(lanes.v); }
+inline bool any(Eight lanes) { return any_sign(lanes); }
 
 inline U8 all_lanes(Lum8u a) { return splat(a); }
 inline U16 all_lanes(Lum16u a) { return splat(a); }
@@ -169,10 +176,36 @@ Extremes extremes(const Pixels& band) {
   return e;
 }
 
-#define LUM_EXTREMA_C1(name, S) template Extremes extremes<S, 1, false>(const Pixels&);
-#define LUM_EXTREMA_C3C(name, S) template Extremes extremes<S, 3, false>(const Pixels&);
-#define LUM_EXTREMA_MASKED_C1(name, S) template Extremes extremes<S, 1, true>(const Pixels&);
-#define LUM_EXTREMA_MASKED_C3C(name, S) template Extremes extremes<S, 3, true>(const Pixels&);
+template <class S, int Channels, bool Masked>
+int first_of_row(const Pixels& pixels, int y, Lum32f value) {
+  using V = typename Lanes<S>::V;
+  const S* const p = (const S*)pixels.src.row(y);
+  const Lum8u* const mask = Masked ? pixels.mask.row(y) : (const Lum8u*)p;  // not read without one
+  const int n = pixels.size.width;
+  int x = 0;
+  if (value == value) {
+    const V all = all_lanes(typename Lanes<S>::Lane(S(value)));
+    for (; x <= n - V::lanes; x += V::lanes) {
+      V found = equal(load_pixels<V, Channels>(p + (ptrdiff_t)x * Channels), all);
+      if constexpr (Masked) found = found & selected<V>(mask + x);
+      if (any(found)) break;
+    }
+  }
+  const auto is_one = [&](int at) {
+    const Lum32f v = get(p + (ptrdiff_t)at * Channels);
+    return (!Masked || mask[at]) && (v == value || value != value);
+  };
+  while (x < n - 1 && !is_one(x)) ++x;
+  return x;
+}
+
+#define LUM_EXTREMA_KERNELS(S, Channels, Masked)                       \
+  template Extremes extremes<S, Channels, Masked>(const Pixels& band); \
+  template int first_of_row<S, Channels, Masked>(const Pixels&, int, Lum32f);
+#define LUM_EXTREMA_C1(name, S) LUM_EXTREMA_KERNELS(S, 1, false)
+#define LUM_EXTREMA_C3C(name, S) LUM_EXTREMA_KERNELS(S, 3, false)
+#define LUM_EXTREMA_MASKED_C1(name, S) LUM_EXTREMA_KERNELS(S, 1, true)
+#define LUM_EXTREMA_MASKED_C3C(name, S) LUM_EXTREMA_KERNELS(S, 3, true)
 #include "lumcvminmaxindx.inc"
 
 }  // namespace lum::LUM_LEVEL

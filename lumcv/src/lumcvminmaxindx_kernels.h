@@ -18,5 +18,8 @@ struct Extremes {
 LUM_FOR_LEVELS(
   template <class S, int Channels, bool Masked>
   Extremes extremes(const Pixels& band);
+  // The first selected pixel of a row that equals the value, or any where that is NaN; there is one.
+  template <class S, int Channels, bool Masked>
+  int first_of_row(const Pixels& pixels, int y, Lum32f value);
 )
 // clang-format on
