@@ -250,7 +250,7 @@ LUM_API LumStatus lumiNormDiff_L2_32f_C3CMR(const Lum32f* pSrc1, int src1Step, c
  * @param coi (C3CMR) channel of interest, 1 to 3.
  * @param pNorm receives the norm.
  * @return A status as the group describes, or ::lumStatusWarnDivByZero if the divisor is 0: the result is plus infinity
- * then, minus infinity if the dividend is negative (a sum that wrapped), NaN if it is 0 too.
+ * then, NaN if the dividend is 0 too.
  *
  * k is 17, but 15 for 16u_C3CMR and 32f.
  * @{
@@ -316,7 +316,7 @@ LUM_API LumStatus lumiNormRel_L1_32f_C3CMR(const Lum32f* pSrc1, int src1Step, co
  * @param coi (C3CMR) channel of interest, 1 to 3.
  * @param pNorm receives the norm.
  * @return A status as the group describes, or ::lumStatusWarnDivByZero if the divisor is 0: the result is plus infinity
- * then, minus infinity if the dividend is negative (a sum that wrapped), NaN if it is 0 too.
+ * then, NaN if the dividend is 0 too.
  *
  * k is 17, but 15 for 16u_C3CMR; 32f run on the calling thread.
  * @{

@@ -187,6 +187,27 @@ TEST(Image, LargeRegions) {
   }
 }
 
+// Rows are moved one after the other where a region overlaps its copy, and streamed where it only stands beside it.
+TEST(Image, CopiesWithinOneImage) {
+  std::mt19937 random(3);
+  std::vector<Lum8u> image(4 << 20), expected;
+  for (int i = 0; i < 400; ++i) {
+    const bool large = i % 50 == 0;
+    const int step = large ? 4000 : 500, margin = large ? 200000 : 3000;
+    const LumSize roi = large ? LumSize{1 + int(random() % 2200), 690} : LumSize{1 + int(random() % 300), 9};
+    const int near = (roi.width - 2 + int(random() % 3)) * (random() % 2 ? 1 : -1) + step * (int(random() % 5) - 2);
+    const int distance = random() % 2 ? near : int(random() % (2 * margin + 1)) - margin;
+    const int other = step - (random() % 4 == 0);
+    if (i < 2) std::generate(image.begin(), image.end(), random);
+    expected = image;
+    Lum8u* const from = image.data() + margin;
+    Lum8u* const to = expected.data() + margin;
+    for (int y = 0; y < roi.height; ++y) memmove(to + distance + y * other, to + y * step, roi.width);
+    ASSERT_EQ(lumStatusOk, lumiCopy_8u_C1R(from, step, from + distance, other, roi));
+    ASSERT_EQ(expected, image) << roi.width << "x" << roi.height << ", " << distance << " bytes away";
+  }
+}
+
 TEST(Image, WrongArguments) {
   const Plane<Lum32f> src({32, 1}), src2({32, 1}), dst({32, 1});
   for (const Member& m : members()) {

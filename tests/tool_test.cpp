@@ -316,13 +316,13 @@ TEST_F(Program, FindsWhatStandsOutFromTheBackground) {
 TEST_F(Program, MeasuresPictures) {
   put("grey.pgm", "P2 3 1 255 3 4 200");
   put("other.pgm", "P2 3 1 255 0 8 9");
-  put("two.pgm", "P2 3 1 255 1 7 0");
+  put("two.ppm", "P3 3 1 255 0 0 1  7 7 7  0 0 0");  // the first is black as grey
   put("none.pgm", "P2 3 1 255 0 0 0");
   put("colour.ppm", "P3 2 2 255 1 2 3  5 2 0  1 9 3  7 2 3");
   put("white.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\xff'));  // its sum takes more than 32 bits
   put("black.pgm", "P5 4000 3000 255\n" + std::string(12000000, '\0'));
   const std::pair<std::string, std::string> cases[] = {
-      {"stats grey.pgm --against other.pgm --mask two.pgm --json --threads 2",
+      {"stats grey.pgm --against other.pgm --mask two.ppm --json --threads 2",
        R"({"width": 3, "height": 1, "selected": 2, "channels": [
   {"channel": 1, "mean": 3.5, "deviation": 0.5,
    "minimum": {"value": 3, "x": 0, "y": 0}, "maximum": {"value": 4, "x": 1, "y": 0},

@@ -160,7 +160,8 @@ int run(const Options& options) {
   if (options.mask) {
     Result<Picture> read = read_of_size(*options.mask, *picture, options.picture);
     if (!read) return fail(*options.mask, read.failure());
-    mask = to_grey(std::move(*read));
+    for (size_t i = 0; i < read->pixels.size(); i += size_t(read->channels))
+      mask.pixels.push_back(std::any_of(&read->pixels[i], &read->pixels[i] + read->channels, [](int v) { return v; }));
   } else {
     mask.pixels.assign(size_t(picture->width) * unsigned(picture->height), 255);
   }

@@ -31,12 +31,20 @@ struct Extent {
   }
 };
 
+bool overlap(Image<const Lum8u> a, Image<const Lum8u> b, long long row_bytes, int height) {
+  const Extent extent(a, row_bytes, height), other(b, row_bytes, height);
+  if (extent.end <= other.begin || other.end <= extent.begin) return false;
+  if (a.step != b.step || a.step < row_bytes) return true;
+  // Rows of the one may stand between rows of the other, as where both are parts of a larger image.
+  const long long distance = (extent.begin - other.begin) % a.step, apart = distance < 0 ? distance + a.step : distance;
+  return apart < row_bytes || apart > a.step - row_bytes;
+}
+
 LumStatus copy(Image<const Lum8u> src, Image<Lum8u> dst, LumSize roi, int pixel_bytes) {
   const LumStatus status = first_error(pointers(src.data, dst.data), size(roi));
   if (status != lumStatusOk) return status;
   const long long row_bytes = (long long)roi.width * pixel_bytes;
-  const Extent from(src, row_bytes, roi.height), to({dst.data, dst.step}, row_bytes, roi.height);
-  if (from.begin < to.end && to.begin < from.end) {
+  if (overlap(src, {dst.data, dst.step}, row_bytes, roi.height)) {
     for (int y = 0; y < roi.height; ++y) memmove(dst.row(y), src.row(y), size_t(row_bytes));
     return lumStatusOk;
   }
