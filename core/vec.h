@@ -228,6 +228,7 @@ inline I32 not_negative(I32 a) { return {_mm256_max_epi32(a.v, _mm256_setzero_si
 inline I32 shift_left(I32 a, int bits) { return {_mm256_sll_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 shift_right(I32 a, int bits) { return {_mm256_sra_epi32(a.v, _mm_cvtsi32_si128(bits))}; }
 inline I32 square(I32 a) { return {_mm256_mullo_epi32(a.v, a.v)}; }  // of lanes from 0 to 65535, modulo 2^32
+inline I32 sign(I32 a) { return {_mm256_sign_epi32(_mm256_set1_epi32(1), a.v)}; }  // -1, 0 or 1
 // Saturates; all of first, then all of second.
 inline I16 pack_in_order(I32 first, I32 second) {
   return {_mm256_permute4x64_epi64(_mm256_packs_epi32(first.v, second.v), 0xD8)};
@@ -468,6 +469,7 @@ inline I32 shift_right(I32 a, int bits) { return {_mm_sra_epi32(a.v, _mm_cvtsi32
 inline I32 square(I32 a) {
   return {_mm_or_si128(_mm_mullo_epi16(a.v, a.v), _mm_slli_epi32(_mm_mulhi_epu16(a.v, a.v), 16))};
 }
+inline I32 sign(I32 a) { return {_mm_sub_epi32(_mm_srai_epi32(a.v, 31), _mm_cmpgt_epi32(a.v, _mm_setzero_si128()))}; }
 inline I16 pack_in_order(I32 first, I32 second) { return pack(first, second); }
 inline int sign_bits(F32 a) { return _mm_movemask_ps(a.v); }
 inline int sign_bits(I32 a) { return _mm_movemask_ps(_mm_castsi128_ps(a.v)); }

@@ -93,17 +93,16 @@ void multiply_every(Lum16s value, Lum16s* srcDst, ptrdiff_t n, const Scaled& sca
 // To the nearest integer it has an error that matters only next to a half. 0 of negative numbers.
 LUM_INLINE F32 rough_root(I32 x) { return square_root(max(to_float(x), f32(0))); }
 
-// 2^bits of the root, bits 0 to 15, is the root of 4^bits of x. It lies between n - 1/2 and n + 1/2 where that number
-// is above n^2 - n and not above n^2 + n; there are no halves. May be -1 instead of 0. From 2^15 on the square is
-// wrong, but the result, one too large or too small at most, saturates.
+// 2^bits of the root, bits 0 to 15, is the root of 4^bits of x. A little is added, so that n is the integer next to it or
+// one more, which it is where that number is not above n^2 - n; there are no halves. May be -1 instead of 0. From 2^15 on
+// the product is wrong, but the result, one too small at most, saturates.
 template <bool Scales>
 struct RootUp {
   int bits;
   LUM_INLINE I32 operator()(I32 x) const {
     const F32 root = rough_root(x);
-    const I32 n = round_nearest(Scales ? root * f32(Lum32f(1 << bits)) : root);
-    const I32 rest = (Scales ? shift_left(not_negative(x), 2 * bits) : x) - multiply_pairs(as_i16(n), n);
-    return n - (rest > n) + (i32(1) - n > rest);
+    const I32 n = round_nearest((Scales ? root * f32(Lum32f(1 << bits)) : root) + f32(1.0f / 64)), below = n - i32(1);
+    return below - ((Scales ? shift_left(not_negative(x), 2 * bits) : x) > multiply_pairs(as_i16(n), below));
   }
 };
 
@@ -112,8 +111,8 @@ struct RootUp {
 struct RootDown {
   int scale;
   LUM_INLINE I32 operator()(I32 x) const {
-    const I32 n = round_nearest(rough_root(x)), rest = x - square(n), zero = i32(0);
-    return round_nearest(to_float(n + n + (zero > rest) - (rest > zero)) * f32(0.5f / Lum32f(1 << scale)));
+    const I32 n = round_nearest(rough_root(x));
+    return round_nearest(to_float(n + n + sign(x - square(n))) * f32(0.5f / Lum32f(1 << scale)));
   }
 };
 
