@@ -60,7 +60,7 @@ struct ByteRowSums {
   using V = I16;
   static constexpr int kVectors = 2, kBits = 16;
   RowSums<Lum8u, 1, N> wide;
-  const ByteTaps<N>& taps;
+  std::conditional_t<N == 0, const ByteTaps<N>&, ByteTaps<N>> taps;  // a count known at compile time: in registers
 
   RowSums<Lum8u, 1, N> from(int x) const { return wide.from(x); }
 
@@ -114,41 +114,79 @@ struct FloatRowSums {
   }
 };
 
-// The outputs of columns [begin, end) to d; e is what tap 0 of column `begin` sees, `behind` says whether a vector of
-// elements may be read behind what the last column sees.
+// Some rows of outputs, of columns [begin, end).
+template <class S>
+struct Span {
+  const S* seen;       // what tap 0 of column `begin` sees, in the first of the rows
+  ptrdiff_t step;      // from there to the next row, in bytes
+  Mid<S>* const* dst;  // of the first row, where the pass begins
+  int count;           // of rows
+  int begin, end;
+  bool behind;  // a vector of elements may be read behind what the last column sees
+};
+template <int C, class S, class Body>
+LUM_INLINE void each_row(const RowPass<S>& pass, const Span<S>& span, const Body& body) {
+  const S* seen = span.seen;
+  for (int i = 0; i < span.count; ++i, seen = (const S*)((const char*)seen + span.step))
+    body(seen, get(span.dst + i) + (ptrdiff_t)(span.begin - pass.columns.begin) * C);
+}
 template <int C, int N, class S>
-[[gnu::noinline]] void row_span(const RowPass<S>& pass, const S* e, Lum16s* d, int begin, int end, bool behind,
-                                const Taps<N>& taps) {
-  const int bulk = pass.roi.width / 16 * 16;
-  run_scaled(RowSums<S, C, N>{e, taps}, d, (end - begin) * C, (bulk - begin) * C, {0, behind}, pass.scale);
+[[gnu::noinline]] void row_span(const RowPass<S>& pass, const Span<S>& span, const Taps<N>& taps) {
+  const int bulk = (pass.roi.width / 16 * 16 - span.begin) * C, n = (span.end - span.begin) * C;
+  each_row<C>(pass, span, [&](const S* e, Lum16s* d) LUM_INLINE_LAMBDA {
+    run_scaled(RowSums<S, C, N>{e, taps}, d, n, bulk, {0, span.behind}, pass.scale);
+  });
 }
 template <int C, int N>
-[[gnu::noinline]] void row_span(const RowPass<Lum8u>& pass, const Lum8u* e, Lum16s* d, int begin, int end, bool behind,
-                                const ByteTaps<N>& taps) {
-  const int bulk = pass.roi.width / 16 * 16;
-  run_scaled(ByteRowSums<N>{{e, taps}, taps}, d, end - begin, bulk - begin, {0, behind}, pass.scale);
+[[gnu::noinline]] void row_span(const RowPass<Lum8u>& pass, const Span<Lum8u>& span, const ByteTaps<N>& taps) {
+  const int bulk = pass.roi.width / 16 * 16 - span.begin, n = span.end - span.begin;
+  each_row<C>(pass, span, [&](const Lum8u* e, Lum16s* d) LUM_INLINE_LAMBDA {
+    run_scaled(ByteRowSums<N>{{e, taps}, taps}, d, n, bulk, {0, span.behind}, pass.scale);
+  });
 }
 template <int C, int N>
-[[gnu::noinline]] void row_span(const RowPass<Lum32f>&, const Lum32f* e, Lum32f* d, int begin, int end, bool behind,
-                                const FloatTaps<N>& taps) {
-  run(FloatRowSums<C, N>{e, taps}, d, (end - begin) * C, {0, behind}, Saturate{});
+[[gnu::noinline]] void row_span(const RowPass<Lum32f>& pass, const Span<Lum32f>& span, const FloatTaps<N>& taps) {
+  each_row<C>(pass, span, [&](const Lum32f* e, Lum32f* d) LUM_INLINE_LAMBDA {
+    run(FloatRowSums<C, N>{e, taps}, d, (span.end - span.begin) * C, {0, span.behind}, Saturate{});
+  });
 }
 
-// What the outputs [begin, end) see, border included.
+// What the outputs of some columns see, border included.
 template <int C, class S>
-inline void bordered_stretch(const RowPass<S>& pass, const S* row, int begin, int end, S* stretch) {
-  const long long first = (long long)begin - pass.anchor;
-  const int n = end - begin + pass.taps - 1, width = pass.roi.width;
-  const int inside = first < 0 ? clamp(pass.anchor - begin, 0, n) : 0;  // where the row itself begins in the stretch
-  const int outside = first + n > width ? int(width - first > inside ? width - first : inside) : n;
-  const auto copy = [&](int i, long long x) {
-    for (int c = 0; c < C; ++c) put(stretch + i * C + c, x < 0 ? pass.border_value : get(row + (ptrdiff_t)x * C + c));
-  };
-  for (int i = 0; i < inside; ++i) copy(i, border_index(first + i, width, pass.border));
-  if (inside < outside)
-    memcpy(stretch + inside * C, row + (ptrdiff_t)(first + inside) * C, (outside - inside) * C * sizeof(S));
-  for (int i = outside; i < n; ++i) copy(i, border_index(first + i, width, pass.border));
-}
+class Stretch {
+ public:
+  Stretch(const RowPass<S>& pass, int begin, int end)
+      : pass_(pass), first_((long long)begin - pass.anchor), n_(end - begin + pass.taps - 1) {
+    const int width = pass.roi.width;
+    inside_ = first_ < 0 ? clamp(pass.anchor - begin, 0, n_) : 0;
+    outside_ = first_ + n_ > width ? int(width - first_ > inside_ ? width - first_ : inside_) : n_;
+    for (int i = 0; i < kKnown && i < n_ - (outside_ - inside_); ++i) known_[i] = column(i);
+  }
+  void operator()(const S* row, S* stretch) const {
+    const int width = outside_ - inside_;
+    const auto copy = [&](int i, int border) LUM_INLINE_LAMBDA {
+      const int x = border < kKnown ? known_[border] : column(border);
+      for (int c = 0; c < C; ++c)
+        put(stretch + i * C + c, x < 0 ? pass_.border_value : get(row + (ptrdiff_t)x * C + c));
+    };
+    for (int i = 0; i < inside_; ++i) copy(i, i);
+    if (width > 0) memcpy(stretch + inside_ * C, row + (ptrdiff_t)(first_ + inside_) * C, width * C * sizeof(S));
+    for (int i = outside_; i < n_; ++i) copy(i, i - width);
+  }
+
+ private:
+  // What stands at a border pixel, numbered from the left.
+  int column(int border) const {
+    const int i = border < inside_ ? border : border + outside_ - inside_;
+    return border_index(first_ + i, pass_.roi.width, pass_.border);
+  }
+  const RowPass<S>& pass_;
+  long long first_;
+  int n_;
+  int inside_, outside_;  // where the row itself begins and ends in the stretch
+  static constexpr int kKnown = 16;
+  int known_[kKnown];
+};
 
 // The columns whose outputs see the border, at both ends of a row or, in short rows, all of them; `right` to the end and
 // the beginning to `left` go by stretches. An end is some vectors long even if few of its outputs see the border.
@@ -180,22 +218,20 @@ inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretches, int r
   const long long pitch = (longest * C * (int)sizeof(S) + 32 + 15) / 16 * 16 / (int)sizeof(S);
   const int at_once = clamp(int(room / (pitch * (int)sizeof(S))), 1, kRows);
 
+  const ptrdiff_t pitch_bytes = pitch * (ptrdiff_t)sizeof(S);
+  const Stretch<C, S> at_left(pass, begin, left), at_right(pass, right, end);
   for (int y = rows.begin, count; y < rows.end; y += count) {
     count = rows.end - y < at_once ? rows.end - y : at_once;
-    const auto bordered = [&](int from, int to) {
+    const auto bordered = [&](const Stretch<C, S>& stretch, int from, int to) {
       if (from == to) return;
-      for (int i = 0; i < count; ++i) bordered_stretch<C>(pass, pass.src.row(y + i), from, to, stretches + i * pitch);
-      for (int i = 0; i < count; ++i) {
-        Mid<S>* const d = get(pass.dst + y + i) + (ptrdiff_t)(from - begin) * C;
-        row_span<C>(pass, stretches + i * pitch, d, from, to, true, taps);
-      }
+      for (int i = 0; i < count; ++i) stretch(pass.src.row(y + i), stretches + i * pitch);
+      row_span<C>(pass, {stretches, pitch_bytes, pass.dst + y, count, from, to, true}, taps);
     };
-    bordered(begin, left);
-    bordered(right, end);
-    for (int i = 0; i < count && left < right; ++i) {
-      const S* const seen = pass.src.row(y + i) + (ptrdiff_t)(left - pass.anchor) * C;
-      row_span<C>(pass, seen, get(pass.dst + y + i) + (ptrdiff_t)(left - begin) * C, left, right, false, taps);
-    }
+    bordered(at_left, begin, left);
+    bordered(at_right, right, end);
+    if (left == right) continue;
+    const S* const seen = pass.src.row(y) + (ptrdiff_t)(left - pass.anchor) * C;
+    row_span<C>(pass, {seen, pass.src.step, pass.dst + y, count, left, right, false}, taps);
   }
 }
 

@@ -127,6 +127,7 @@ LUM_INLINE void run_rounded(const Kernel& kernel, D* d, int n, int bulk, Margin 
                             const Truncate& truncate) {
   bulk = clamp(bulk, 0, n);
   run(kernel, d, bulk, margin, nearest);
+  if (bulk == n) return;
   margin.before += bulk;
   run(kernel.from(bulk), d + bulk, n - bulk, margin, truncate);
 }
@@ -147,6 +148,12 @@ LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin m
     run_rounded(kernel, d, n, bulk, margin, Nearest<false>{r}, Truncate<false>{r});
 }
 
+// Whole vectors. (A loop becomes a copy by halves of vectors, for which the loads of whole ones wait.)
+template <int N, class V>
+LUM_INLINE void copy(V* to, const V* from) {
+  repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { to[i] = from[i]; });
+}
+
 // Pairs of integer taps. A count known at compile time keeps them in registers; 0 leaves them in the caller's memory.
 template <int N>
 struct Taps {
@@ -157,6 +164,7 @@ struct Taps {
       : last(pair(get(kernel + N - 1), 0)), last_for_odd(pair(0, get(kernel + N - 1))), taps(kernel) {
     for (int j = 0; j < N / 2; ++j) pairs[j] = pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
   }
+  Taps(const Taps& o) : last(o.last), last_for_odd(o.last_for_odd), taps(o.taps) { copy<N / 2>(pairs, o.pairs); }
   static constexpr int count() { return N; }
   I32 at(int j) const { return pairs[j]; }
 };
@@ -181,6 +189,9 @@ struct ByteTaps : Taps<N> {
         byte_last_for_odd(byte_pair(0, get(kernel + count - 1))) {
     for (int j = 0; j < count / 2; ++j) byte_pairs[j] = byte_pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
   }
+  ByteTaps(const ByteTaps& o) : Taps<N>(o), byte_last(o.byte_last), byte_last_for_odd(o.byte_last_for_odd) {
+    copy<(N ? N : kMostByteTaps) / 2>(byte_pairs, o.byte_pairs);
+  }
 };
 
 template <int N>
@@ -190,6 +201,7 @@ struct FloatTaps {
   FloatTaps(const Lum32f* kernel, int) : memory(kernel) {
     for (int k = 0; k < N; ++k) taps[k] = f32(get(kernel + k));
   }
+  FloatTaps(const FloatTaps& o) : memory(o.memory) { copy<N>(taps, o.taps); }
   static constexpr int count() { return N; }
   F32 at(int k) const { return taps[k]; }
 };
