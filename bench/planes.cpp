@@ -24,7 +24,7 @@ T* allocate(size_t n) {
   return static_cast<T*>(memset(block, 0, n * sizeof(T)));
 }
 
-// No kernel's time but Canny's depends on the pixels. 16s and 32f have the range of derivatives of bytes.
+// Only the time of Canny and of passes of 16s depends on the pixels. 16s and 32f have the range of derivatives of bytes.
 template <class T, unsigned Seed = 1>
 T* noise() {
   static T* const plane = [] {

@@ -21,6 +21,13 @@ inline __m128i four_bytes(const void* p) {
   return _mm_cvtsi32_si128(bytes);
 }
 
+// A copy that begins to live here: what a loop works with should not stay in memory because of what else there is.
+template <class V>
+inline V renewed(V a) {
+  asm("" : "+x"(a.v));
+  return a;
+}
+
 #ifdef __AVX2__
 
 struct F32 {
@@ -49,6 +56,16 @@ inline void store(Lum8s* p, I16 a) {  // saturates
   _mm_storeu_si128((__m128i*)p, _mm_packs_epi16(_mm256_castsi256_si128(a.v), _mm256_extracti128_si256(a.v, 1)));
 }
 
+// The lanes of first, then those of second.
+inline void store(Lum8u* p, I16 first, I16 second) {  // saturates
+  const __m256i bytes = _mm256_packus_epi16(first.v, second.v);
+  _mm256_storeu_si256((__m256i*)p, _mm256_permute4x64_epi64(bytes, 0xD8));
+}
+inline void store(Lum8s* p, I16 first, I16 second) {  // saturates
+  const __m256i bytes = _mm256_packs_epi16(first.v, second.v);
+  _mm256_storeu_si256((__m256i*)p, _mm256_permute4x64_epi64(bytes, 0xD8));
+}
+
 inline F32 f32(Lum32f a) { return {_mm256_set1_ps(a)}; }
 // In every four lanes.
 inline F32 f32(Lum32f a, Lum32f b, Lum32f c, Lum32f d) { return {_mm256_setr_ps(a, b, c, d, a, b, c, d)}; }
@@ -65,6 +82,7 @@ inline F32 max(F32 a, F32 b) { return {_mm256_max_ps(a.v, b.v)}; }
 inline I16 operator+(I16 a, I16 b) { return {_mm256_add_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a, I16 b) { return {_mm256_sub_epi16(a.v, b.v)}; }
 inline I16 operator*(I16 a, I16 b) { return {_mm256_mullo_epi16(a.v, b.v)}; }
+inline I16 add_saturated(I16 a, I16 b) { return {_mm256_adds_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a) { return {_mm256_sub_epi16(_mm256_setzero_si256(), a.v)}; }
 inline I16 multiply_high(I16 a, I16 b) { return {_mm256_mulhi_epi16(a.v, b.v)}; }
 inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm256_mulhi_epu16(a.v, b.v)}; }
@@ -146,6 +164,7 @@ struct BytePair {
   I16 factors;
 };
 inline BytePair byte_pair(int first, int second) { return {i16(Lum16s((first & 0xFF) | (unsigned)second << 8))}; }
+inline BytePair renewed(BytePair b) { return {renewed(b.factors)}; }
 inline I16 multiply_bytes(I16 a, BytePair b) { return {_mm256_maddubs_epi16(a.v, b.factors.v)}; }
 
 inline F32 to_float(I32 a) { return {_mm256_cvtepi32_ps(a.v)}; }
@@ -217,6 +236,10 @@ inline F32 square_root(F32 a) { return {_mm256_sqrt_ps(a.v)}; }
 inline F32 less(F32 a, F32 b) { return {_mm256_cmp_ps(a.v, b.v, _CMP_LT_OQ)}; }
 inline F32 or_bits(F32 a, F32 b) { return {_mm256_or_ps(a.v, b.v)}; }
 inline I16 max(I16 a, I16 b) { return {_mm256_max_epi16(a.v, b.v)}; }
+inline I16 operator|(I16 a, I16 b) { return {_mm256_or_si256(a.v, b.v)}; }
+inline I16 subtract_unsigned(I16 a, I16 b) { return {_mm256_subs_epu16(a.v, b.v)}; }  // saturates at 0
+inline I16 max_unsigned(I16 a, I16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
+inline bool any_bit(I16 a) { return !_mm256_testz_si256(a.v, a.v); }
 
 inline I32 load(const Lum32s* p) { return {_mm256_loadu_si256((const __m256i*)p)}; }
 inline I32 operator-(I32 a, I32 b) { return {_mm256_sub_epi32(a.v, b.v)}; }
@@ -312,6 +335,12 @@ inline void store(Lum32f* p, F32 a) { _mm_storeu_ps(p, a.v); }
 inline void store(Lum16s* p, I16 a) { _mm_storeu_si128((__m128i*)p, a.v); }
 inline void store(Lum8u* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packus_epi16(a.v, a.v)); }  // saturates
 inline void store(Lum8s* p, I16 a) { _mm_storel_epi64((__m128i*)p, _mm_packs_epi16(a.v, a.v)); }   // saturates
+inline void store(Lum8u* p, I16 first, I16 second) {
+  _mm_storeu_si128((__m128i*)p, _mm_packus_epi16(first.v, second.v));
+}
+inline void store(Lum8s* p, I16 first, I16 second) {
+  _mm_storeu_si128((__m128i*)p, _mm_packs_epi16(first.v, second.v));
+}
 
 inline F32 f32(Lum32f a) { return {_mm_set1_ps(a)}; }
 inline F32 f32(Lum32f a, Lum32f b, Lum32f c, Lum32f d) { return {_mm_setr_ps(a, b, c, d)}; }
@@ -327,6 +356,7 @@ inline F32 max(F32 a, F32 b) { return {_mm_max_ps(a.v, b.v)}; }
 inline I16 operator+(I16 a, I16 b) { return {_mm_add_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a, I16 b) { return {_mm_sub_epi16(a.v, b.v)}; }
 inline I16 operator*(I16 a, I16 b) { return {_mm_mullo_epi16(a.v, b.v)}; }
+inline I16 add_saturated(I16 a, I16 b) { return {_mm_adds_epi16(a.v, b.v)}; }
 inline I16 operator-(I16 a) { return {_mm_sub_epi16(_mm_setzero_si128(), a.v)}; }
 inline I16 multiply_high(I16 a, I16 b) { return {_mm_mulhi_epi16(a.v, b.v)}; }
 inline I16 multiply_high_unsigned(I16 a, I16 b) { return {_mm_mulhi_epu16(a.v, b.v)}; }
@@ -391,6 +421,7 @@ struct BytePair {
   I16 first, second;
 };
 inline BytePair byte_pair(int first, int second) { return {i16(Lum16s(first)), i16(Lum16s(second))}; }
+inline BytePair renewed(BytePair b) { return {renewed(b.first), renewed(b.second)}; }
 inline I16 multiply_bytes(I16 a, BytePair b) { return low_bytes(a) * b.first + high_bytes(a) * b.second; }
 
 inline F32 to_float(I32 a) { return {_mm_cvtepi32_ps(a.v)}; }
@@ -456,6 +487,10 @@ inline F32 square_root(F32 a) { return {_mm_sqrt_ps(a.v)}; }
 inline F32 less(F32 a, F32 b) { return {_mm_cmplt_ps(a.v, b.v)}; }
 inline F32 or_bits(F32 a, F32 b) { return {_mm_or_ps(a.v, b.v)}; }
 inline I16 max(I16 a, I16 b) { return {_mm_max_epi16(a.v, b.v)}; }
+inline I16 operator|(I16 a, I16 b) { return {_mm_or_si128(a.v, b.v)}; }
+inline I16 subtract_unsigned(I16 a, I16 b) { return {_mm_subs_epu16(a.v, b.v)}; }  // saturates at 0
+inline I16 max_unsigned(I16 a, I16 b) { return {_mm_adds_epu16(_mm_subs_epu16(a.v, b.v), b.v)}; }
+inline bool any_bit(I16 a) { return _mm_movemask_epi8(_mm_cmpeq_epi8(a.v, _mm_setzero_si128())) != 0xFFFF; }
 
 inline I32 load(const Lum32s* p) { return {_mm_loadu_si128((const __m128i*)p)}; }
 inline I32 operator-(I32 a, I32 b) { return {_mm_sub_epi32(a.v, b.v)}; }
@@ -526,8 +561,8 @@ inline void store_interleaved(Lum16s* p, I16 even, I16 odd) {
   store(p + I16::lanes, v[1]);
 }
 
-// Divides by a power of two from 2 to 2^14, halves to even: what a product with its reciprocal rounds to. The sum of a
-// value and half the divisor must not overflow.
+// Divides by a power of two from 2 to 2^14, halves to even: what a product with its reciprocal rounds to. The quotient may
+// be one too low where the value and half the divisor add up to more than 16 bits hold.
 #if defined(__AVX2__)
 class ShiftNearest {
  public:
@@ -544,7 +579,9 @@ class ShiftNearest {
 class ShiftNearest {
  public:
   explicit ShiftNearest(int bits) : bits_(bits), below_half_(i16(Lum16s((1 << bits >> 1) - 1))), one_(i16(1)) {}
-  I16 operator()(I16 v) const { return shift_right(v + below_half_ + (shift_right(v, bits_) & one_), bits_); }
+  I16 operator()(I16 v) const {
+    return shift_right(add_saturated(add_saturated(v, below_half_), shift_right(v, bits_) & one_), bits_);
+  }
 
  private:
   int bits_;

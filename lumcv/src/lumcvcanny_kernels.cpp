@@ -28,8 +28,7 @@ using Bits = unsigned long long __attribute__((vector_size(sizeof(I16::v))));
 I32 as_i32(F32 a) { return {(decltype(I32::v))a.v}; }
 F32 as_f32(I32 a) { return {(decltype(F32::v))a.v}; }
 #ifdef __AVX2__
-I16 add_saturated(I16 a, I16 b) { return {_mm256_adds_epu16(a.v, b.v)}; }
-I16 subtract_saturated(I16 a, I16 b) { return {_mm256_subs_epu16(a.v, b.v)}; }
+I16 add_unsigned(I16 a, I16 b) { return {_mm256_adds_epu16(a.v, b.v)}; }
 I16 abs(I16 a) { return {_mm256_abs_epi16(a.v)}; }
 I16 above(I16 a, I16 b) { return {_mm256_cmpgt_epi16(a.v, b.v)}; }
 I32 above(I32 a, I32 b) { return {_mm256_cmpgt_epi32(a.v, b.v)}; }
@@ -53,8 +52,7 @@ void expand(uint32_t bits, Lum8u* out) {
   _mm256_storeu_si256((__m256i*)out, _mm256_cmpeq_epi8(_mm256_and_si256(bytes, bit), bit));
 }
 #else
-I16 add_saturated(I16 a, I16 b) { return {_mm_adds_epu16(a.v, b.v)}; }
-I16 subtract_saturated(I16 a, I16 b) { return {_mm_subs_epu16(a.v, b.v)}; }
+I16 add_unsigned(I16 a, I16 b) { return {_mm_adds_epu16(a.v, b.v)}; }
 I16 abs(I16 a) { return {_mm_max_epi16(a.v, _mm_sub_epi16(_mm_setzero_si128(), a.v))}; }
 I16 above(I16 a, I16 b) { return {_mm_cmpgt_epi16(a.v, b.v)}; }
 I32 above(I32 a, I32 b) { return {_mm_cmpgt_epi32(a.v, b.v)}; }
@@ -82,7 +80,6 @@ void expand(uint32_t bits, Lum8u* out) {
 
 I16 splat(Lum16s a) { return i16(a); }
 F32 splat(Lum32f a) { return f32(a); }
-I16 operator|(I16 a, I16 b) { return {a.v | b.v}; }
 I16 operator^(I16 a, I16 b) { return {a.v ^ b.v}; }
 F32 operator&(F32 a, F32 b) { return as_f32({as_i32(a).v & as_i32(b).v}); }
 F32 operator|(F32 a, F32 b) { return as_f32({as_i32(a).v | as_i32(b).v}); }
@@ -127,7 +124,7 @@ struct Rule<Lum32f> {
 };
 
 I16 magnitude(I16 dx, I16 dy, I16 low) {
-  return subtract_saturated(add_saturated(abs(dx), abs(dy)), low) ^ i16(Rule<Lum16s>::nothing);
+  return subtract_unsigned(add_unsigned(abs(dx), abs(dy)), low) ^ i16(Rule<Lum16s>::nothing);
 }
 F32 magnitude(F32 dx, F32 dy, F32 low) {
   const F32 m = abs(dx) + abs(dy);

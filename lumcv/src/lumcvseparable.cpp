@@ -40,17 +40,31 @@ LumStatus column_size_float(LumSize roi, int taps, int* out) {
   return status == lumStatusOk ? store_size(kColumnBufferSizeFloat, out) : status;
 }
 
-Scale scale_by(int divisor) {
-  const bool shifts = divisor > 1 && divisor <= 1 << kMostShift && (divisor & (divisor - 1)) == 0;
-  Scale scale = {divisor ? 1.0f / Lum32f(divisor) : 0, divisor == 1, true,
-                 shifts ? __builtin_ctz(unsigned(divisor)) : 0};
-  if (divisor > 1 && divisor < 1 << 15 && divisor % 2 == 1) {
+Scale scale_by(int divisor) { return {divisor ? 1.0f / Lum32f(divisor) : 0, divisor == 1}; }
+
+// Sums of 16 bits, up to `most` in magnitude, have shorter ways to some quotients.
+void choose_division(Scale& scale, int divisor, long long most) {
+  if (divisor > 1 && divisor <= 1 << kMostShift && (divisor & (divisor - 1)) == 0) {
+    scale.shift = __builtin_ctz(unsigned(divisor));
+  } else if (divisor > 1 && divisor < 1 << 15 && divisor % 2 == 1 && most <= kMostOddSum) {
     // The greatest factor of 15 bits: 2^(15 + shift) / divisor is above kMostOddSum, and the sum times what rounding
     // the factor takes or adds, a half at most, stays below half of one divisor-th of 2^(15 + shift).
     scale.odd_shift = 31 - __builtin_clz(unsigned(divisor));
     scale.odd_factor = Lum16s(((2LL << (15 + scale.odd_shift)) / divisor + 1) / 2);
+    const int factor = ((1 << 16) / divisor + 1) / 2, error = factor * divisor - (1 << 15);
+    if (most * (error < 0 ? -error : error) < 1 << 14) scale.near_factor = Lum16s(factor);
   }
-  return scale;
+}
+
+// The greatest sum of 16 bits for which choose_division() finds what there is to find, if its quotient has 16 bits, too.
+int most_narrow_sum(int divisor) { return divisor > 1 && divisor % 2 == 1 ? kMostOddSum : kMostSum; }
+
+// The greatest elements whose sums stay below that, or 0 where they would have to be smaller than bytes are; `sum` is the
+// magnitude of all taps.
+int narrow_elements(long long sum, int taps, int divisor) {
+  const int most = most_narrow_sum(divisor);
+  if (taps > kMostNarrowTaps || sum == 0 || sum > most / 255) return 0;
+  return most / sum < kMostNarrow ? int(most / sum) : kMostNarrow;
 }
 
 int slices_for(LumSize roi, bool worthwhile) {
@@ -73,17 +87,29 @@ long long magnitude(const Lum16s* kernel, int taps) {
   }
   return sum;
 }
-void choose_arithmetic(RowPass<Lum32f>&) {}
+void choose_arithmetic(RowPass<Lum32f>&, int) {}
 template <class S>
-void choose_arithmetic(RowPass<S>& pass) {
+void choose_arithmetic(RowPass<S>& pass, int divisor) {
   const long long sum = magnitude(pass.kernel, pass.taps);
   pass.scale.clamp = sum * (sizeof(S) == 1 ? 255 : 32768) > 0x7FFFFF00;
   pass.small = sizeof(S) == 1 && sum < 128 && pass.taps <= kMostByteTaps;
-  if (sum * 255 > kMostOddSum) pass.scale.odd_factor = 0;
+  pass.narrow = narrow_elements(sum, pass.taps, divisor);
+  if (pass.small || pass.narrow)
+    choose_division(pass.scale, divisor, sizeof(S) == 1 ? sum * 255 : most_narrow_sum(divisor));
 }
-// Whether every partial sum is a whole number that single precision holds: below 2^24 in magnitude.
-bool exact_sums(const Lum16s* kernel, int taps) { return magnitude(kernel, taps) * 32768 <= 1 << 24; }
-bool exact_sums(const Lum32f*, int) { return false; }
+void choose_arithmetic(ColumnPass<Lum32f, Lum32f>&, int) {}
+template <class D>
+void choose_arithmetic(ColumnPass<Lum16s, D>& pass, int divisor) {
+  const long long sum = magnitude(pass.kernel, pass.taps);
+  pass.exact = sum * 32768 <= 1 << 24;  // every partial sum is a whole number that single precision holds
+  if (!pass.exact) return;
+  pass.narrow = narrow_elements(sum, pass.taps, divisor);
+  constexpr long long kMostQuotient = 256;
+  if (sizeof(D) == 2)
+    choose_division(pass.scale, divisor, most_narrow_sum(divisor));
+  else if (divisor <= (1 << 15) / kMostQuotient)  // sums of more than 16 bits exceed a byte after division, too
+    choose_division(pass.scale, divisor, kMostQuotient * divisor);
+}
 
 template <class S, int C>
 LumStatus row_pass(RowPass<S> pass, int divisor, Lum8u* buffer) {
@@ -94,7 +120,7 @@ LumStatus row_pass(RowPass<S> pass, int divisor, Lum8u* buffer) {
       border_type(pass.border), fails_if(divisor == 0, lumStatusBadArgument));
   if (status != lumStatusOk) return status;
 
-  choose_arithmetic(pass);
+  choose_arithmetic(pass, divisor);
   int slices = slices_for(pass.roi, worthwhile_row_pass(pass.src.data, pass.taps));
   // Long kernels need the caller's buffer. The thread count may have grown since its size was asked for, so the slices
   // share what a buffer for one thread holds for certain: 12 bytes a tap and byte of a pixel (16s C3: 40 a tap).
@@ -125,7 +151,7 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
   if (status == lumStatusOk) status = row_entries(pass.src, (long long)roi.height + pass.taps - 1);
   if (status != lumStatusOk) return status;
 
-  pass.exact = exact_sums(pass.kernel, pass.taps);
+  choose_arithmetic(pass, divisor);
   const int slices = slices_for(roi, runsepomp(pass.taps) != 0);
   const auto band = LUM_PICK(level(), column_band<S, D>);
   for_each_slice(slices, [&](int slice) { band(pass, slice_rows(roi.height, slices, slice)); });

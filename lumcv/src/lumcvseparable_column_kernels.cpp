@@ -4,6 +4,13 @@
 namespace lum::LUM_LEVEL {
 namespace {
 
+struct DownColumn {
+  const Lum16s* const* rows;
+  int x0;
+  DownColumn from(int x) const { return {rows, x0 + x}; }
+  const Lum16s* at(int k, int x) const { return get(rows + k) + x0 + x; }
+};
+
 // Rows of 16 bits whose sums are exact: pairs of rows meet in one multiplication.
 template <int N>
 struct ExactColumn {
@@ -85,27 +92,34 @@ struct FloatColumn {
 // Several output rows at a time, a vector of columns going down: what rows have in common is loaded and prepared once,
 // and walking several rows side by side keeps more of the memory's streams busy than one row after the other.
 
+// A slider holds what the last rows gave; fill() takes the first N - 1 of them, down() those behind. Its factors are the
+// same for all columns. Some sliders leave registers for another one beside them: `beside` of them.
+
 // Two output rows a step. Source rows meet in fixed pairs; the second row's taps are shifted by one against them.
 template <int N>
 class PairSlider {
  public:
   using V = I16;
-  static constexpr int rows_per_step = 2;
-  explicit PairSlider(const Taps<N>& taps) {
-    const auto tap = [&](int k) { return k < 0 || k >= N ? Lum16s(0) : get(taps.taps + k); };
-    for (int j = 0; j < kPairs; ++j) {
-      first_[j] = pair(tap(2 * j), tap(2 * j + 1));
-      second_[j] = pair(tap(2 * j - 1), tap(2 * j));
+  static constexpr int rows_per_step = 2, beside = 0;
+  struct Factors {
+    explicit Factors(const Taps<N>& taps) {
+      const auto tap = [&](int k) { return k < 0 || k >= N ? Lum16s(0) : get(taps.taps + k); };
+      for (int j = 0; j < kPairs; ++j) {
+        first[j] = pair(tap(2 * j), tap(2 * j + 1));
+        second[j] = pair(tap(2 * j - 1), tap(2 * j));
+      }
     }
-  }
-  LUM_INLINE void fill(const auto& row) {
+    I32 first[N / 2 + 1], second[N / 2 + 1];
+  };
+
+  LUM_INLINE void fill(const Factors&, const auto& row) {
     repeat<kPairs - 1>(0, [&](int j) LUM_INLINE_LAMBDA { set(j, row(2 * j), row(2 * j + 1)); });
   }
-  // The rows behind those before; results for two output rows.
-  LUM_INLINE void down(I16 a, I16 b, I16* results, const auto& finish) {
+  // Results for two output rows.
+  LUM_INLINE void down(const Factors& factors, I16 a, I16 b, I16* results, const auto& finish) {
     set(kPairs - 1, a, b);
-    results[0] = pack(finish(sum(low_, first_)), finish(sum(high_, first_)));
-    results[1] = pack(finish(sum(low_, second_)), finish(sum(high_, second_)));
+    results[0] = packed(sum(low_, factors.first), sum(high_, factors.first), finish);
+    results[1] = packed(sum(low_, factors.second), sum(high_, factors.second), finish);
     repeat<kPairs - 1>(0, [&](int j) LUM_INLINE_LAMBDA { low_[j] = low_[j + 1], high_[j] = high_[j + 1]; });
   }
 
@@ -120,8 +134,39 @@ class PairSlider {
     repeat<kPairs - 1>(0, [&](int j) LUM_INLINE_LAMBDA { s = s + multiply_pairs(rows[j + 1], taps[j + 1]); });
     return s;
   }
-  I32 first_[kPairs], second_[kPairs];
   I16 low_[kPairs], high_[kPairs];
+};
+
+// The same for sums that fit 16 bits, one row a step. The sums that a row takes part in grow side by side.
+template <int N>
+class NarrowSlider {
+ public:
+  using V = I16;
+  static constexpr int rows_per_step = 1, beside = N == 3;
+  struct Factors {
+    NarrowTaps<N> taps;
+    Limit limit;
+  };
+
+  LUM_INLINE void fill(const Factors& factors, const auto& row) {
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { push(factors, row(k)); });
+  }
+  LUM_INLINE void down(const Factors& factors, I16 row, I16, I16* results, const auto& finish) {
+    results[0] = finished(push(factors, row), finish);
+  }
+  const Range& range() const { return range_; }
+
+ private:
+  LUM_INLINE I16 push(const Factors& factors, I16 row) {
+    const I16* const taps = factors.taps.words;
+    range_.add(row, factors.limit);
+    const I16 result = sums_[0] + row * taps[N - 1];
+    repeat<N - 2>(0, [&](int k) LUM_INLINE_LAMBDA { sums_[k] = sums_[k + 1] + row * taps[N - 2 - k]; });
+    sums_[N - 2] = row * taps[0];
+    return result;
+  }
+  Range range_;
+  I16 sums_[N - 1] = {};
 };
 
 // Integer rows under any taps: as floats, whose products round as the whole products do when they become floats.
@@ -129,16 +174,20 @@ template <int N>
 class RoundedSlider {
  public:
   using V = I16;
-  static constexpr int rows_per_step = 1;
-  explicit RoundedSlider(const Lum16s* taps) {
-    for (int k = 0; k < N; ++k) taps_[k] = f32(get(taps + k));
-  }
-  LUM_INLINE void fill(const auto& row) {
+  static constexpr int rows_per_step = 1, beside = 0;
+  struct Factors {
+    explicit Factors(const Lum16s* kernel) {
+      for (int k = 0; k < N; ++k) taps[k] = f32(get(kernel + k));
+    }
+    F32 taps[N];
+  };
+
+  LUM_INLINE void fill(const Factors&, const auto& row) {
     repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { set(k, row(k)); });
   }
-  LUM_INLINE void down(I16 row, I16, I16* results, const auto& finish) {
+  LUM_INLINE void down(const Factors& factors, I16 row, I16, I16* results, const auto& finish) {
     set(N - 1, row);
-    results[0] = pack(finish(sum(low_)), finish(sum(high_)));
+    results[0] = pack(finish(sum(low_, factors)), finish(sum(high_, factors)));
     repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { low_[k] = low_[k + 1], high_[k] = high_[k + 1]; });
   }
 
@@ -147,31 +196,31 @@ class RoundedSlider {
     low_[k] = to_float(widen_low(row));
     high_[k] = to_float(widen_high(row));
   }
-  LUM_INLINE F32 sum(const F32* rows) const {
-    F32 s = rows[0] * taps_[0];
-    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { s = s + rows[k + 1] * taps_[k + 1]; });
+  LUM_INLINE static F32 sum(const F32* rows, const Factors& factors) {
+    F32 s = rows[0] * factors.taps[0];
+    repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { s = s + rows[k + 1] * factors.taps[k + 1]; });
     return s;
   }
-  F32 taps_[N], low_[N], high_[N];
+  F32 low_[N], high_[N];
 };
 
 template <int N>
 class FloatSlider {
  public:
   using V = F32;
-  static constexpr int rows_per_step = 1;
-  explicit FloatSlider(const FloatTaps<N>& taps) : taps_(taps) {}
-  LUM_INLINE void fill(const auto& row) {
+  static constexpr int rows_per_step = 1, beside = 0;
+  using Factors = FloatTaps<N>;
+
+  LUM_INLINE void fill(const Factors&, const auto& row) {
     repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { rows_[k] = row(k); });
   }
-  LUM_INLINE void down(F32 row, F32, F32* results, Saturate) {
+  LUM_INLINE void down(const Factors& taps, F32 row, F32, F32* results, Saturate) {
     rows_[N - 1] = row;
-    ascending_sums<1>(results, taps_, [&](int k, int) LUM_INLINE_LAMBDA { return rows_[k]; });
+    ascending_sums<1>(results, taps, [&](int k, int) LUM_INLINE_LAMBDA { return rows_[k]; });
     repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA { rows_[k] = rows_[k + 1]; });
   }
 
  private:
-  const FloatTaps<N>& taps_;
   F32 rows_[N];
 };
 
@@ -185,12 +234,23 @@ bool aliased(const ColumnPass<S, D>& pass, Rows rows) {
   return false;
 }
 
-// Whole vectors of the first n columns; returns how many columns that makes.
-template <int N, class Slider, class S, class D, class Finish>
-int slide(const Slider& at_top, const ColumnPass<S, D>& pass, Rows rows, int n, const Finish& finish) {
+constexpr int kRowsAtOnce = 8;
+
+// Rows are asked for so many bytes ahead: the processor does not follow so many streams through memory by itself.
+constexpr int kSourceAhead = 256, kDestinationAhead = 512;
+template <class S>
+constexpr bool kAsks = sizeof(S) == 4 || F32::lanes == 8;
+
+// Whole blocks of the first n columns; returns how many columns that makes. Calls at_bottom(slider) for every slider that
+// has come down. (Results of one byte fill a vector only from two sliders side by side.)
+constexpr auto kNothing = [](const auto&) {};
+template <int N, class Slider, class S, class D, class Finish, class AtBottom = decltype(kNothing)>
+int slide(const typename Slider::Factors& factors, const ColumnPass<S, D>& pass, Rows rows, int n, const Finish& finish,
+          const AtBottom& at_bottom = kNothing) {
   using V = typename Slider::V;
-  constexpr int kRows = 8, kStep = Slider::rows_per_step;
-  const int columns = n / V::lanes * V::lanes;
+  constexpr int kRows = kRowsAtOnce, kStep = Slider::rows_per_step;
+  constexpr int kSliders = sizeof(D) == 1 ? 1 + Slider::beside : 1, kBlock = kSliders * V::lanes;
+  const int columns = n / kBlock * kBlock;
   if (columns == 0 || aliased<N>(pass, rows)) return 0;
   for (int y = rows.begin, count; y < rows.end; y += count) {
     count = rows.end - y < kRows ? rows.end - y : kRows;
@@ -198,20 +258,89 @@ int slide(const Slider& at_top, const ColumnPass<S, D>& pass, Rows rows, int n, 
     for (int i = 0; i < count + N - 1; ++i) source[i] = get(pass.src + y + i);
     source[count + N - 1] = source[count + N - 2];  // of a step that makes one row more than wanted
     const ptrdiff_t step = pass.dst.step;
-    for (ptrdiff_t x = 0; x < columns; x += V::lanes) {
-      Slider slider = at_top;
-      slider.fill([&](int k) LUM_INLINE_LAMBDA { return load(source[k] + x); });
+    for (ptrdiff_t x = 0; x < columns; x += kBlock) {
+      const auto at = [&](int i, int s) LUM_INLINE_LAMBDA { return load(source[i] + x + s * V::lanes); };
+      Slider sliders[kSliders];
+      repeat<kSliders>(0, [&](int s) LUM_INLINE_LAMBDA {
+        sliders[s].fill(factors, [&](int k) LUM_INLINE_LAMBDA { return at(k, s); });
+      });
       D* d = pass.dst.row(y) + x;
       for (int i = N - 1; i < count + N - 1; i += kStep) {
-        V results[kStep];
-        slider.down(load(source[i] + x), load(source[i + 1] + x), results, finish);
-        store(d, results[0]);
-        if (kStep == 2 && i + 1 < count + N - 1) store((D*)((char*)d + step), results[kStep - 1]);
+        repeat<kStep>(0, [&](int k) LUM_INLINE_LAMBDA {
+          if (kAsks<S>) __builtin_prefetch((const char*)(source[i + k] + x) + kSourceAhead);
+          if (sizeof(S) == 4) __builtin_prefetch((const char*)d + kDestinationAhead);
+        });
+        V results[kSliders][kStep];
+        repeat<kSliders>(
+            0, [&](int s) LUM_INLINE_LAMBDA { sliders[s].down(factors, at(i, s), at(i + 1, s), results[s], finish); });
+        const auto put = [&](D* to, int k) LUM_INLINE_LAMBDA {
+          if constexpr (kSliders == 2)
+            store(to, results[0][k], results[1][k]);
+          else
+            store(to, results[0][k]);
+        };
+        put(d, 0);
+        if (kStep == 2 && i + 1 < count + N - 1) put((D*)((char*)d + step), kStep - 1);
         d = (D*)((char*)d + kStep * step);
       }
+      repeat<kSliders>(0, [&](int s) LUM_INLINE_LAMBDA { at_bottom(sliders[s]); });
     }
   }
   return columns;
+}
+
+template <class D>
+int bulk_of(const ColumnPass<Lum16s, D>& pass) {  // the elements that are rounded
+  return pass.width / 16 * 16 * pass.channels;
+}
+
+// Returns whether it made them: not where a source element is too great. Rows before `checked` have none.
+template <class D, int N>
+[[gnu::noinline]] bool narrow_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const NarrowTaps<N>& taps,
+                                      int& checked) {
+  const int n = pass.width * pass.channels, bulk = bulk_of(pass);
+  int x = 0;
+  if constexpr (N > 0) {
+    const auto slide_by = [&](int columns, const auto& finish) {
+      const Limit limit(pass.narrow);
+      Range range;
+      x = slide<N, NarrowSlider<N>>({taps, limit}, pass, rows, columns, finish,
+                                    [&](const auto& slider) LUM_INLINE_LAMBDA { range.add(slider.range()); });
+      return !range.exceeds(limit);
+    };
+    bool done = true;
+    if (pass.scale.unit)
+      done = slide_by(n, Saturate{});
+    else if (!with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { done = slide_by(bulk, nearest); }))
+      done = slide_by(bulk, Nearest<false>{pass.scale.reciprocal});
+    if (!done) return false;
+    checked = rows.begin;  // nothing from column x on
+  }
+  if (x == n) return true;
+  for (; checked < rows.end + pass.taps - 1; ++checked)
+    if (!within(get(pass.src + checked) + x, n - x, pass.narrow)) return false;
+  for (int y = rows.begin; y < rows.end; ++y)
+    run_scaled(NarrowSums<DownColumn, N>{{pass.src + y, x}, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false},
+               pass.scale);
+  return true;
+}
+
+template <int N, class D>
+[[gnu::noinline]] void wide_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const Taps<N>& taps) {
+  const int n = pass.width * pass.channels, bulk = bulk_of(pass);
+  int x = 0;
+  if constexpr (N > 0) {
+    const auto slide_by = [&](int columns, const auto& finish) {
+      x = slide<N, PairSlider<N>>(typename PairSlider<N>::Factors(taps), pass, rows, columns, finish);
+    };
+    if (pass.scale.unit)
+      slide_by(n, Saturate{});
+    else if (sizeof(D) == 2 ||
+             !with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { slide_by(bulk, nearest); }))
+      slide_by(bulk, Nearest<false>{pass.scale.reciprocal});
+  }
+  for (int y = rows.begin; y < rows.end && x < n; ++y)
+    run_scaled(ExactColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false}, pass.scale);
 }
 
 }  // namespace
@@ -221,9 +350,10 @@ void column_band(const ColumnPass<S, D>& pass, Rows rows) {
   const int n = pass.width * pass.channels, bulk = pass.width / 16 * 16 * pass.channels;
   if (!pass.exact) {
     const Nearest<true> nearest{pass.scale.reciprocal};
-    const int x = pass.taps == 3   ? slide<3>(RoundedSlider<3>(pass.kernel), pass, rows, bulk, nearest)
-                  : pass.taps == 5 ? slide<5>(RoundedSlider<5>(pass.kernel), pass, rows, bulk, nearest)
-                                   : 0;
+    const int x =
+        pass.taps == 3   ? slide<3, RoundedSlider<3>>(RoundedSlider<3>::Factors(pass.kernel), pass, rows, bulk, nearest)
+        : pass.taps == 5 ? slide<5, RoundedSlider<5>>(RoundedSlider<5>::Factors(pass.kernel), pass, rows, bulk, nearest)
+                         : 0;
     if (x == n) return;
     for (int y = rows.begin; y < rows.end; ++y) {
       const RoundedColumn column{pass.src + y, 0, pass.kernel, pass.taps};
@@ -233,23 +363,28 @@ void column_band(const ColumnPass<S, D>& pass, Rows rows) {
     }
     return;
   }
-  TapsOf<S>::with(pass.kernel, pass.taps, [&]<int N>(const Taps<N>& taps) {
-    int x = 0;
-    if constexpr (N > 0)
-      x = pass.scale.unit ? slide<N>(PairSlider<N>(taps), pass, rows, n, Saturate{})
-                          : slide<N>(PairSlider<N>(taps), pass, rows, bulk, Nearest<false>{pass.scale.reciprocal});
-    if (x == n) return;
-    for (int y = rows.begin; y < rows.end; ++y)
-      run_scaled(ExactColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false}, pass.scale);
+  with_taps<WideOrNarrowTaps>(pass.kernel, pass.taps, [&]<int N>(const WideOrNarrowTaps<N>& taps) {
+    // Where great elements are found there are often more.
+    constexpr int kRowsToNextTry = 8 * kRowsAtOnce;
+    int next_try = rows.begin, checked = rows.begin;
+    for (int y = rows.begin, end; y < rows.end; y = end) {
+      end = rows.end - y < kRowsAtOnce ? rows.end : y + kRowsAtOnce;
+      if (kLooksForNarrow && pass.narrow && y >= next_try) {
+        if (checked < y) checked = y;
+        if (narrow_columns(pass, {y, end}, taps.narrow, checked)) continue;
+        next_try = y + kRowsToNextTry;
+      }
+      wide_columns<N>(pass, {y, end}, taps);
+    }
   });
 }
 
 template <>
 void column_band(const ColumnPass<Lum32f, Lum32f>& pass, Rows rows) {
   const int n = pass.width * pass.channels;
-  TapsOf<Lum32f>::with(pass.kernel, pass.taps, [&]<int N>(const FloatTaps<N>& taps) {
+  with_taps<FloatTaps>(pass.kernel, pass.taps, [&]<int N>(const FloatTaps<N>& taps) {
     int x = 0;
-    if constexpr (N > 0) x = slide<N>(FloatSlider<N>(taps), pass, rows, n, Saturate{});
+    if constexpr (N > 0) x = slide<N, FloatSlider<N>>(taps, pass, rows, n, Saturate{});
     if (x == n) return;
     for (int y = rows.begin; y < rows.end; ++y)
       run(FloatColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, {x, false}, Saturate{});

@@ -25,14 +25,16 @@ struct Scale {
   bool clamp = true;
   int shift = 0;  // of a divisor that is a power of two up to 1 << kMostShift
   // Of an odd divisor: 2 sum * odd_factor / 2^(16 + odd_shift) is off by less than its distance from the next half for
-  // all sums up to kMostOddSum in magnitude.
+  // all sums up to kMostOddSum in magnitude; so is sum * near_factor / 2^15 for the sums of this pass.
   Lum16s odd_factor = 0;
   int odd_shift = 0;
+  Lum16s near_factor = 0;
 };
 constexpr int kMostShift = 8;
 constexpr int kMostOddSum = 16383;
+constexpr int kMostSum = 32767 - (1 << kMostShift >> 1);  // with half a power of two it still fits 16 bits
 
-constexpr int kMostByteTaps = 31;
+constexpr int kMostByteTaps = 31, kMostNarrowTaps = 31, kMostNarrow = 16383;
 
 template <class S>
 struct RowPass {
@@ -46,6 +48,7 @@ struct RowPass {
   Scale scale;
   Rows columns;        // the columns that are made; the destination pointers name the first of them
   bool small = false;  // of 8u: up to kMostByteTaps taps, whose magnitudes add up to less than 128
+  int narrow = 0;      // see ColumnPass
 };
 
 template <class S, class D>
@@ -56,7 +59,8 @@ struct ColumnPass {
   const S* kernel;
   int taps;
   Scale scale;
-  bool exact;  // the sums fit single precision exactly, so 32-bit integers give the same
+  bool exact;      // the sums fit single precision exactly, so 32-bit integers give the same
+  int narrow = 0;  // sums of elements up to this magnitude fit 16 bits; 0: not worth looking
 };
 
 // Bytes of one end of a row with its border, as the outputs there see it, and of a vector behind. Up to kRowStack the

@@ -5,6 +5,13 @@
 namespace lum::LUM_LEVEL {
 namespace {
 
+template <class S, int C>
+struct AlongRow {
+  const S* e;
+  AlongRow from(int x) const { return {e + x}; }
+  const S* at(int k, int x) const { return e + x + C * k; }
+};
+
 template <class S, int C, int N>
 struct RowSums {
   using V = I16;
@@ -84,16 +91,6 @@ struct ByteRowSums {
   void element(Lum16s* d, int x, const Finish& finish) const {
     wide.element(d, x, finish);
   }
-
- private:
-  LUM_INLINE static I16 finished(I16 sums, Saturate) { return sums; }
-  template <class Of16Bits>
-  LUM_INLINE static I16 finished(I16 sums, const NearestOf<Of16Bits>& finish) {
-    return finish.of_16_bits(sums);
-  }
-  LUM_INLINE static I16 finished(I16 sums, const auto& finish) {
-    return pack(finish(widen_low(sums)), finish(widen_high(sums)));
-  }
 };
 
 template <int C, int N>
@@ -130,11 +127,27 @@ LUM_INLINE void each_row(const RowPass<S>& pass, const Span<S>& span, const Body
   for (int i = 0; i < span.count; ++i, seen = (const S*)((const char*)seen + span.step))
     body(seen, get(span.dst + i) + (ptrdiff_t)(span.begin - pass.columns.begin) * C);
 }
+// Each in a function of its own, for its own taps in registers.
 template <int C, int N, class S>
-[[gnu::noinline]] void row_span(const RowPass<S>& pass, const Span<S>& span, const Taps<N>& taps) {
+[[gnu::noinline]] void narrow_row(const RowPass<S>& pass, const S* e, Lum16s* d, int n, int bulk, bool behind,
+                                  const NarrowTaps<N>& taps) {
+  run_scaled(NarrowSums<AlongRow<S, C>, N>{{e}, taps}, d, n, bulk, {0, behind}, pass.scale);
+}
+template <int C, int N, class S>
+[[gnu::noinline]] void wide_row(const RowPass<S>& pass, const S* e, Lum16s* d, int n, int bulk, bool behind,
+                                const Taps<N>& taps) {
+  run_scaled(RowSums<S, C, N>{e, taps}, d, n, bulk, {0, behind}, pass.scale);
+}
+template <int C, int N, class S>
+void row_span(const RowPass<S>& pass, const Span<S>& span, const WideOrNarrowTaps<N>& taps) {
   const int bulk = (pass.roi.width / 16 * 16 - span.begin) * C, n = (span.end - span.begin) * C;
-  each_row<C>(pass, span, [&](const S* e, Lum16s* d) LUM_INLINE_LAMBDA {
-    run_scaled(RowSums<S, C, N>{e, taps}, d, n, bulk, {0, span.behind}, pass.scale);
+  each_row<C>(pass, span, [&](const S* e, Lum16s* d) {
+    bool narrow = pass.narrow > 0;
+    if constexpr (sizeof(S) == 2) narrow = narrow && kLooksForNarrow && within(e, n + (pass.taps - 1) * C, pass.narrow);
+    if (narrow)
+      narrow_row<C>(pass, e, d, n, bulk, span.behind, taps.narrow);
+    else
+      wide_row<C, N>(pass, e, d, n, bulk, span.behind, taps);
   });
 }
 template <int C, int N>
@@ -245,7 +258,10 @@ void row_band(const RowPass<S>& pass, Rows rows, Lum8u* scratch) {
   const auto band = [&](const auto& taps) { row_band_taps<C>(pass, rows, stretches, own ? kRowStack : 0, taps); };
   if constexpr (sizeof(S) == 1 && C == 1)
     if (pass.small) return with_taps<ByteTaps>(pass.kernel, pass.taps, band);
-  TapsOf<Mid<S>>::with(pass.kernel, pass.taps, band);
+  if constexpr (sizeof(S) == 4)
+    with_taps<FloatTaps>(pass.kernel, pass.taps, band);
+  else
+    with_taps<WideOrNarrowTaps>(pass.kernel, pass.taps, band);
 }
 
 template void row_band<Lum8u, 1>(const RowPass<Lum8u>&, Rows, Lum8u*);

@@ -49,23 +49,58 @@ struct Truncate {
   int operator()(int sum) const { return _mm_cvttss_si32(scaled(sum)); }
 };
 
-// The same as Nearest for sums of 16 bits up to kMostOddSum and odd divisors: no sum lies in the middle of two integers.
+// The same as Nearest for sums of 16 bits and odd divisors: no sum lies in the middle of two integers. Sums above
+// kMostOddSum are taken for kMostOddSum.
 class OddNearest {
  public:
   explicit OddNearest(Scale scale)
       : factor_(i16(scale.odd_factor)), half_(i16(Lum16s(1 << scale.odd_shift >> 1))), shift_(scale.odd_shift) {}
-  I16 operator()(I16 sum) const { return shift_right(multiply_high(sum + sum, factor_) + half_, shift_); }
+  I16 operator()(I16 sum) const { return shift_right(multiply_high(add_saturated(sum, sum), factor_) + half_, shift_); }
 
  private:
   I16 factor_, half_;
   int shift_;
 };
+// The same where the divisor has a factor that is near enough.
+#if defined(__AVX2__)
+class FactorNearest {
+ public:
+  explicit FactorNearest(Scale scale) : factor_(i16(scale.near_factor)) {}
+  I16 operator()(I16 sum) const { return multiply_high_rounded(sum, factor_); }
+
+ private:
+  I16 factor_;
+};
+#else
+using FactorNearest = OddNearest;
+#endif
 template <class Of16Bits>
 struct NearestOf {
   Of16Bits of_16_bits;
   Nearest<false> nearest;
   auto operator()(auto sum) const { return nearest(sum); }
 };
+// body(finish) for the shortest way to divide sums of 16 bits, if there is one. Tells whether there is.
+template <class Body>
+inline bool with_nearest_of_16_bits(Scale scale, const Body& body) {
+  const Nearest<false> nearest{{scale.reciprocal}};
+  if (scale.shift)
+    body(NearestOf<ShiftNearest>{ShiftNearest(scale.shift), nearest});
+  else if (scale.near_factor)
+    body(NearestOf<FactorNearest>{FactorNearest(scale), nearest});
+  else if (scale.odd_factor)
+    body(NearestOf<OddNearest>{OddNearest(scale), nearest});
+  else
+    return false;
+  return true;
+}
+// Sums of 32 bits become elements of 16.
+LUM_INLINE I16 packed(I32 low, I32 high, const auto& finish) { return pack(finish(low), finish(high)); }
+// Only for what ends up as bytes: all greater sums do.
+template <class Of16Bits>
+LUM_INLINE I16 packed(I32 low, I32 high, const NearestOf<Of16Bits>& finish) {
+  return finish.of_16_bits(pack(low, high));
+}
 
 inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? high : v; }
 inline void put_saturated(Lum16s* d, int v) { put(d, Lum16s(clamp(v, -32768, 32767))); }
@@ -98,10 +133,11 @@ template <class D, class Kernel, class Finish>
 LUM_INLINE void run(const Kernel& kernel, D* d, int n, Margin margin, const Finish& finish) {
   using V = typename Kernel::V;
   constexpr int kBlock = Kernel::kVectors * V::lanes;
+  const Kernel in_blocks = kernel;
   int x = 0;
   for (; x <= n - kBlock; x += kBlock) {
     V v[Kernel::kVectors];
-    kernel.template compute<Kernel::kVectors>(v, x, finish);
+    in_blocks.template compute<Kernel::kVectors>(v, x, finish);
     repeat<Kernel::kVectors>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + x + i * V::lanes, v[i]); });
   }
   V v[1];
@@ -135,12 +171,11 @@ template <class D, class Kernel>
 LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin margin, Scale scale) {
   const Lum32f r = scale.reciprocal;
   if (scale.unit) return run(kernel, d, n, margin, Saturate{});
-  if constexpr (Kernel::kBits == 16) {
-    if (scale.shift)
-      return run_rounded(kernel, d, n, bulk, margin, NearestOf<ShiftNearest>{ShiftNearest(scale.shift), {r}},
-                         Truncate<false>{r});
-    if (scale.odd_factor)
-      return run_rounded(kernel, d, n, bulk, margin, NearestOf<OddNearest>{OddNearest(scale), {r}}, Truncate<false>{r});
+  if constexpr (Kernel::kBits == 16 || (Kernel::kBits == 24 && sizeof(D) == 1)) {
+    const auto rounded = [&](const auto& nearest) {
+      run_rounded(kernel, d, n, bulk, margin, nearest, Truncate<false>{r});
+    };
+    if (with_nearest_of_16_bits(scale, rounded)) return;
   }
   if (Kernel::kBits == 32 && scale.clamp)
     run_rounded(kernel, d, n, bulk, margin, Nearest<true>{r}, Truncate<true>{r});
@@ -148,10 +183,10 @@ LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin m
     run_rounded(kernel, d, n, bulk, margin, Nearest<false>{r}, Truncate<false>{r});
 }
 
-// Whole vectors. (A loop becomes a copy by halves of vectors, for which the loads of whole ones wait.)
+// Taps that a loop works with.
 template <int N, class V>
 LUM_INLINE void copy(V* to, const V* from) {
-  repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { to[i] = from[i]; });
+  repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { to[i] = renewed(from[i]); });
 }
 
 // Pairs of integer taps. A count known at compile time keeps them in registers; 0 leaves them in the caller's memory.
@@ -164,7 +199,9 @@ struct Taps {
       : last(pair(get(kernel + N - 1), 0)), last_for_odd(pair(0, get(kernel + N - 1))), taps(kernel) {
     for (int j = 0; j < N / 2; ++j) pairs[j] = pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
   }
-  Taps(const Taps& o) : last(o.last), last_for_odd(o.last_for_odd), taps(o.taps) { copy<N / 2>(pairs, o.pairs); }
+  Taps(const Taps& o) : last(renewed(o.last)), last_for_odd(renewed(o.last_for_odd)), taps(o.taps) {
+    copy<N / 2>(pairs, o.pairs);
+  }
   static constexpr int count() { return N; }
   I32 at(int j) const { return pairs[j]; }
 };
@@ -180,6 +217,24 @@ struct Taps<0> {
   I32 at(int j) const { return i32(get((const int*)(taps + 2 * j))); }
 };
 
+// The same taps one by one.
+template <int N>
+struct NarrowTaps {
+  I16 words[N ? N : kMostNarrowTaps];
+  const Lum16s* taps;
+  int n;
+  NarrowTaps(const Lum16s* kernel, int count) : taps(kernel), n(count) {
+    for (int k = 0; k < count && k < kMostNarrowTaps; ++k) words[k] = i16(get(kernel + k));
+  }
+  NarrowTaps(const NarrowTaps& o) : taps(o.taps), n(o.n) { copy<N ? N : kMostNarrowTaps>(words, o.words); }
+  int count() const { return N ? N : n; }
+};
+template <int N>
+struct WideOrNarrowTaps : Taps<N> {
+  NarrowTaps<N> narrow;
+  WideOrNarrowTaps(const Lum16s* kernel, int count) : Taps<N>(kernel, count), narrow(kernel, count) {}
+};
+
 // The same as factors of bytes.
 template <int N>
 struct ByteTaps : Taps<N> {
@@ -189,7 +244,8 @@ struct ByteTaps : Taps<N> {
         byte_last_for_odd(byte_pair(0, get(kernel + count - 1))) {
     for (int j = 0; j < count / 2; ++j) byte_pairs[j] = byte_pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
   }
-  ByteTaps(const ByteTaps& o) : Taps<N>(o), byte_last(o.byte_last), byte_last_for_odd(o.byte_last_for_odd) {
+  ByteTaps(const ByteTaps& o)
+      : Taps<N>(o), byte_last(renewed(o.byte_last)), byte_last_for_odd(renewed(o.byte_last_for_odd)) {
     copy<(N ? N : kMostByteTaps) / 2>(byte_pairs, o.byte_pairs);
   }
 };
@@ -239,9 +295,80 @@ LUM_INLINE void paired_sums(I16* v, const Taps<N>& taps, const Operand& operand,
       low[i] = low[i] + multiply_pairs(unpack_low(a, a), taps.last);
       high[i] = high[i] + multiply_pairs(unpack_high(a, a), taps.last);
     }
-    v[i] = pack(finish(low[i]), finish(high[i]));
+    v[i] = packed(low[i], high[i], finish);
   });
 }
+
+// What becomes of sums of 16 bits.
+LUM_INLINE I16 finished(I16 sums, Saturate) { return sums; }
+template <class Of16Bits>
+LUM_INLINE I16 finished(I16 sums, const NearestOf<Of16Bits>& finish) {
+  return finish.of_16_bits(sums);
+}
+LUM_INLINE I16 finished(I16 sums, const auto& finish) {
+  return pack(finish(widen_low(sums)), finish(widen_high(sums)));
+}
+
+// To look at elements for sums of 16 bits costs more than it saves where products overwrite a factor.
+constexpr bool kLooksForNarrow = F32::lanes == 8;
+
+// Whether magnitudes of elements exceed a limit of up to kMostNarrow.
+struct Limit {
+  explicit Limit(int limit) : from_least(i16(Lum16s(limit))), most(i16(Lum16s(2 * limit))) {}
+  I16 from_least, most;
+};
+class Range {
+ public:
+  LUM_INLINE void add(I16 v, const Limit& limit) { highest_ = max_unsigned(highest_, v + limit.from_least); }
+  LUM_INLINE void add(const Range& other) { highest_ = max_unsigned(highest_, other.highest_); }
+  LUM_INLINE bool exceeds(const Limit& limit) const { return any_bit(subtract_unsigned(highest_, limit.most)); }
+
+ private:
+  I16 highest_ = {};
+};
+inline bool within(const Lum16s* p, int n, int most) {
+  const Limit limit(most);
+  constexpr int kRanges = 4, kLanes = I16::lanes, kStep = kRanges * kLanes, kBlock = 8 * kStep;
+  Range ranges[kRanges];
+  for (int x = 0, end; x < n; x = end) {
+    end = n - x < kBlock ? n : x + kBlock;
+    for (; x <= end - kStep; x += kStep)
+      repeat<kRanges>(0, [&](int i) LUM_INLINE_LAMBDA { ranges[i].add(load(p + x + i * kLanes), limit); });
+    for (; x <= end - kLanes; x += kLanes) ranges[0].add(load(p + x), limit);
+    repeat<kRanges - 1>(0, [&](int i) LUM_INLINE_LAMBDA { ranges[0].add(ranges[i + 1]); });
+    if (ranges[0].exceeds(limit)) return false;
+    for (; x < end; ++x)
+      if (get(p + x) > most || get(p + x) < -most) return false;
+  }
+  return true;
+}
+
+// Sums that fit 16 bits, of elements that a Source loads.
+template <class Source, int N>
+struct NarrowSums {
+  using V = I16;
+  static constexpr int kVectors = 2, kBits = 16;
+  Source source;
+  std::conditional_t<N == 0, const NarrowTaps<N>&, NarrowTaps<N>> taps;
+
+  NarrowSums from(int x) const { return {source.from(x), taps}; }
+
+  template <int B, class Finish>
+  LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = i16(0); });
+    repeat<N>(taps.count(), [&](int k) LUM_INLINE_LAMBDA {
+      repeat<B>(B,
+                [&](int i) LUM_INLINE_LAMBDA { v[i] = v[i] + load(source.at(k, x + i * V::lanes)) * taps.words[k]; });
+    });
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = finished(v[i], finish); });
+  }
+  template <class D, class Finish>
+  void element(D* d, int x, const Finish& finish) const {
+    int sum = 0;
+    for (int k = 0; k < taps.count(); ++k) sum += get(taps.taps + k) * get(source.at(k, x));
+    put_saturated(d, finish(sum));
+  }
+};
 
 // Float sums of operand(k, i) times tap k for vector i, in ascending k.
 template <int B, int N, class Operand>
@@ -262,23 +389,6 @@ inline void with_taps(const M* kernel, int count, const Body& body) {
     default: return body(T<0>(kernel, count));
   }
 }
-
-template <class M>
-struct TapsOf;
-template <>
-struct TapsOf<Lum16s> {
-  template <class Body>
-  static void with(const Lum16s* kernel, int count, const Body& body) {
-    with_taps<Taps>(kernel, count, body);
-  }
-};
-template <>
-struct TapsOf<Lum32f> {
-  template <class Body>
-  static void with(const Lum32f* kernel, int count, const Body& body) {
-    with_taps<FloatTaps>(kernel, count, body);
-  }
-};
 
 }  // namespace
 }  // namespace lum::LUM_LEVEL
