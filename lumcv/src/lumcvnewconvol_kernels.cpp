@@ -128,11 +128,12 @@ LUM_INLINE void sweep_side(Slider slider, const Store& store, const Stretch<S, D
   }
 }
 
-template <class Store, class Slider, class S, class D>
-LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
+template <class Store, class Make, class S, class D>
+LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
+  using Slider = decltype(at_top());
   const Store store(stretch.shift);
-  if (stretch.place == Place::kLeft) return sweep_side<Side::kLeft>(at_top, store, stretch);
-  if (stretch.place == Place::kRight) return sweep_side<Side::kRight>(at_top, store, stretch);
+  if (stretch.place == Place::kLeft) return sweep_side<Side::kLeft>(at_top(), store, stretch);
+  if (stretch.place == Place::kRight) return sweep_side<Side::kRight>(at_top(), store, stretch);
   // Copies: as far as the compiler knows, the stores below change the original.
   const S* const* const rows = stretch.rows;
   const S border_value = stretch.border_value;
@@ -143,7 +144,7 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
   const bool resume = stretch.resume;
   D* column = stretch.dst.data;
   for (ptrdiff_t x = stretch.begin; x < end; x += kColumns<S>, column += kColumns<S>) {
-    Slider slider = at_top;
+    Slider slider = at_top();
     if (resume) take_up(slider, *kept);
     const auto down = [&](const S* row) __attribute__((always_inline)) {
       return slider.down(typename BlockOf<S>::Around(row));
@@ -172,11 +173,11 @@ LUM_INLINE void sweep_with(const Slider& at_top, const Stretch<S, D>& stretch) {
 }
 template <class Slider, class Store, class S, class D>
 void sweep(const Stretch<S, D>& stretch) {
-  sweep_with<Store>(Slider(), stretch);
+  sweep_with<Store>([] { return Slider(); }, stretch);
 }
 template <int K>
 void gauss_sweep(const Stretch<Lum32f, Lum32f>& stretch) {
-  sweep_with<Plain>(Gauss<K>(stretch.kernel), stretch);
+  sweep_with<Plain>([kernel = stretch.kernel] { return Gauss<K>(kernel); }, stretch);
 }
 
 // Filters that integers have a shorter way to. (Floats have another sign of zero the shorter way round.)
@@ -184,6 +185,7 @@ template <class S>
 struct Shortest {
   using SobelNegVert3 = Separable<S, Dx3, Sobel3>;
   using SobelNegVert5 = Separable<S, Dx5, Sobel5>;
+  using ScharrVert = IntegerScharrVert;
   using Laplacian3 = IntegerLaplacian3;
   using Laplacian5 = IntegerLaplacian5;
 };
@@ -191,6 +193,7 @@ template <>
 struct Shortest<Lum32f> {
   using SobelNegVert3 = Separable<Lum32f, DxNeg3, Negated<Sobel3>>;
   using SobelNegVert5 = Separable<Lum32f, DxNeg5, Negated<Sobel5>>;
+  using ScharrVert = Separable<Lum32f, Dx3, Scharr3>;
   using Laplacian3 = Sum<Separable<Lum32f, Sobel3, D2x3>, Separable<Lum32f, D2x3, Sobel3>>;
   using Laplacian5 = Sum<Separable<Lum32f, Sobel5, D2x5>, Separable<Lum32f, D2x5, Sobel5>>;
 };
@@ -206,7 +209,7 @@ constexpr Sweep<S, D> kDerivatives[][2] = {
     {sweep<Separable<S, DxNeg3, Dx3>, Store, S, D>, sweep<Separable<S, DxNeg5, Dx5>, Store, S, D>},
     {sweep<typename Shortest<S>::Laplacian3, Store, S, D>, sweep<typename Shortest<S>::Laplacian5, Store, S, D>},
     {sweep<Separable<S, Scharr3, Dx3>, Store, S, D>, nullptr},
-    {sweep<Separable<S, Dx3, Scharr3>, Store, S, D>, nullptr},
+    {sweep<typename Shortest<S>::ScharrVert, Store, S, D>, nullptr},
 };
 template <class S>
 constexpr Sweep<S, S> kMeans[] = {sweep<Mean<S, Avr3>, Plain, S, S>, sweep<Mean<S, Avr5>, Plain, S, S>};

@@ -227,18 +227,6 @@ class Box5 {  // 1 1 1 1 1: what comes in is added, what goes out is taken away
  private:
   I16 sum_ = {}, rows_[4] = {};
 };
-class Smooth {  // 3 10 3
- public:
-  LUM_INLINE I16 operator()(I16 row) {
-    const I16 outer = row * i16(3), result = sum_ + outer;
-    sum_ = outer_ + row * i16(10);
-    outer_ = outer;
-    return result;
-  }
-
- private:
-  I16 sum_ = {}, outer_ = {};
-};
 // One stage after the other.
 template <class... Stages>
 class Column;
@@ -282,7 +270,6 @@ struct Sobel3 {
 };
 struct Scharr3 {
   static constexpr int taps = 3, sum = 16;
-  using Down = Column<Smooth>;
   F32 operator()(F32 a, F32 b, F32 c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
   LUM_INLINE static EvenOdd row(const auto& at) {
     const auto weighted = [&](int k) {
@@ -428,6 +415,35 @@ LUM_INLINE auto bytes_of(Lum8u value) {
   return [bytes = i16(Lum16s(value * 0x101))](int) { return bytes; };
 }
 
+// 3x3 in integers: Dx along the row, 3 10 3 down the columns.
+class IntegerScharrVert {
+ public:
+  static constexpr int taps = 3;
+  LUM_INLINE Eights down(const auto& at) {
+    const I16 a = at(-1), b = at(1);
+    if constexpr (kMultipliesBytes) return push(weighted<-3, 3>(a, b), weighted<-10, 10>(a, b));
+    const Eights dx = weighted<-1, 1>(a, b);
+    const I16 three = renewed(i16(3)), ten = renewed(i16(10));  // else they become shifts and additions
+    return push({dx.first * three, dx.second * three}, {dx.first * ten, dx.second * ten});
+  }
+  LUM_INLINE Eights down_border(Lum8u) { return push({i16(0), i16(0)}, {i16(0), i16(0)}); }
+
+ private:
+  LUM_INLINE Eights push(Eights outer, Eights inner) {
+    return {first_.push(outer.first, inner.first), second_.push(outer.second, inner.second)};
+  }
+  struct Down {
+    LUM_INLINE I16 push(I16 outer, I16 inner) {
+      const I16 result = sum_ + outer;
+      sum_ = outer_ + inner;
+      outer_ = outer;
+      return result;
+    }
+    I16 sum_ = {}, outer_ = {};
+  };
+  Down first_, second_;
+};
+
 // 3x3 in integers: 2 0 2 / 0 -8 0 / 2 0 2.
 class IntegerLaplacian3 {
  public:
@@ -462,6 +478,11 @@ class IntegerLaplacian5 {
             second_.push(outer.second, inner.second, middle.second)};
   }
   LUM_INLINE Eights down_border(Lum8u value) { return down(bytes_of(value)); }
+  // One by one, they stay in registers.
+  LUM_INLINE void take_up(const IntegerLaplacian5& kept) {
+    first_.take_up(kept.first_);
+    second_.take_up(kept.second_);
+  }
 
  private:
   struct Down {
@@ -469,14 +490,20 @@ class IntegerLaplacian5 {
       middle = shift_left<2>(middle);
       inner = inner + middle;
       const I16 a = outer + inner, half_b = outer - middle, b = half_b + half_b, half_c = half_b - (inner + middle);
-      const I16 result = sums_[0] + a;
-      sums_[0] = sums_[1] + b;
-      sums_[1] = sums_[2] + (half_c + half_c);
-      sums_[2] = sums_[3] + b;
-      sums_[3] = a;
+      const I16 result = next + a;
+      next = second + b;
+      second = third + (half_c + half_c);
+      third = fourth + b;
+      fourth = a;
       return result;
     }
-    I16 sums_[4] = {};
+    LUM_INLINE void take_up(const Down& o) {
+      next = o.next;
+      second = o.second;
+      third = o.third;
+      fourth = o.fourth;
+    }
+    I16 next = {}, second = {}, third = {}, fourth = {};
   };
   Down first_, second_;
 };
@@ -558,11 +585,10 @@ class Gauss {
 // To put a slider by, and to go on as the one that was.
 template <class Slider>
 LUM_INLINE void take_up(Slider& slider, const Slider& kept) {
-  slider = kept;
-}
-template <int K>
-LUM_INLINE void take_up(Gauss<K>& slider, const Gauss<K>& kept) {
-  slider.take_up(kept);
+  if constexpr (requires { slider.take_up(kept); })
+    slider.take_up(kept);
+  else
+    slider = kept;
 }
 
 }  // namespace
