@@ -289,6 +289,51 @@ int slide(const typename Slider::Factors& factors, const ColumnPass<S, D>& pass,
   return columns;
 }
 
+// The same under any number of taps: two output rows share what pairs of source rows need to meet.
+template <class D, class Finish>
+int two_by_two(const ColumnPass<Lum16s, D>& pass, Rows rows, int n, const Finish& finish) {
+  constexpr int kLanes = I16::lanes, kBlock = 2 * kLanes, kMostPairs = kMostNarrowTaps / 2 + 1;
+  const int columns = n / kBlock * kBlock, taps = pass.taps, pairs = taps / 2 + 1;
+  if (columns == 0 || pairs > kMostPairs || rows.end - rows.begin < 2) return 0;
+  I32 first[kMostPairs], second[kMostPairs];
+  const auto tap = [&](int k) { return k < 0 || k >= taps ? Lum16s(0) : get(pass.kernel + k); };
+  for (int j = 0; j < pairs; ++j) {
+    first[j] = pair(tap(2 * j), tap(2 * j + 1));
+    second[j] = pair(tap(2 * j - 1), tap(2 * j));
+  }
+  for (int at = rows.begin; at < rows.end; at += 2) {
+    const int y = at + 2 > rows.end ? at - 1 : at;  // the last row of an odd number together with the one before it
+    const Lum16s* source[2 * kMostPairs];
+    for (int i = 0; i < 2 * pairs; ++i) source[i] = get(pass.src + y + (i > taps ? taps : i));
+    for (ptrdiff_t x = 0; x < columns; x += kBlock) {
+      I32 low[2][2], high[2][2];  // of the two rows, of the two vectors
+      repeat<4>(0, [&](int i) LUM_INLINE_LAMBDA { low[i / 2][i % 2] = high[i / 2][i % 2] = i32(0); });
+      for (int j = 0; j < pairs; ++j) {
+        const Lum16s *const a = source[2 * j] + x, *const b = source[2 * j + 1] + x;
+        repeat<2>(0, [&](int i) LUM_INLINE_LAMBDA {
+          const I16 upper = load(a + i * kLanes), lower = load(b + i * kLanes);
+          const I16 l = unpack_low(upper, lower), h = unpack_high(upper, lower);
+          low[0][i] = low[0][i] + multiply_pairs(l, first[j]);
+          high[0][i] = high[0][i] + multiply_pairs(h, first[j]);
+          low[1][i] = low[1][i] + multiply_pairs(l, second[j]);
+          high[1][i] = high[1][i] + multiply_pairs(h, second[j]);
+        });
+      }
+      repeat<2>(0, [&](int k) LUM_INLINE_LAMBDA {
+        D* const d = pass.dst.row(y + k) + x;
+        const I16 left = packed(low[k][0], high[k][0], finish), right = packed(low[k][1], high[k][1], finish);
+        if constexpr (sizeof(D) == 1) {
+          store(d, left, right);
+        } else {
+          store(d, left);
+          store(d + kLanes, right);
+        }
+      });
+    }
+  }
+  return columns;
+}
+
 template <class D>
 int bulk_of(const ColumnPass<Lum16s, D>& pass) {  // the elements that are rounded
   return pass.width / 16 * 16 * pass.channels;
@@ -329,16 +374,16 @@ template <int N, class D>
 [[gnu::noinline]] void wide_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const Taps<N>& taps) {
   const int n = pass.width * pass.channels, bulk = bulk_of(pass);
   int x = 0;
-  if constexpr (N > 0) {
-    const auto slide_by = [&](int columns, const auto& finish) {
+  const auto by_rows = [&](int columns, const auto& finish) {
+    if constexpr (N > 0)
       x = slide<N, PairSlider<N>>(typename PairSlider<N>::Factors(taps), pass, rows, columns, finish);
-    };
-    if (pass.scale.unit)
-      slide_by(n, Saturate{});
-    else if (sizeof(D) == 2 ||
-             !with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { slide_by(bulk, nearest); }))
-      slide_by(bulk, Nearest<false>{pass.scale.reciprocal});
-  }
+    else
+      x = two_by_two(pass, rows, columns, finish);
+  };
+  if (pass.scale.unit)
+    by_rows(n, Saturate{});
+  else if (sizeof(D) == 2 || !with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { by_rows(bulk, nearest); }))
+    by_rows(bulk, Nearest<false>{pass.scale.reciprocal});
   for (int y = rows.begin; y < rows.end && x < n; ++y)
     run_scaled(ExactColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false}, pass.scale);
 }
