@@ -38,6 +38,19 @@ inline Eight above(Eight a, Eight b) { return {{_mm_cmpgt_ps(a.low.v, b.low.v)},
 inline U16 equal(U16 a, U16 b) { return {_mm_cmpeq_epi16(a.v, b.v)}; }
 inline Eight equal(Eight a, Eight b) { return {{_mm_cmpeq_ps(a.low.v, b.low.v)}, {_mm_cmpeq_ps(a.high.v, b.high.v)}}; }
 #endif
+// The least and the greatest of lanes that are turned, in their order: SSE3 has those of words for signed ones only.
+inline U8 turned(U8 a) { return a; }
+inline U8 least(U8 a, U8 b) { return min(a, b); }
+inline U8 greatest(U8 a, U8 b) { return max(a, b); }
+#ifdef __AVX2__
+inline U16 turned(U16 a) { return a; }
+inline U16 least(U16 a, U16 b) { return min(a, b); }
+inline U16 greatest(U16 a, U16 b) { return max(a, b); }
+#else
+inline U16 turned(U16 a) { return a ^ splat(Lum16u(0x8000)); }
+inline U16 least(U16 a, U16 b) { return {_mm_min_epi16(a.v, b.v)}; }
+inline U16 greatest(U16 a, U16 b) { return {_mm_max_epi16(a.v, b.v)}; }
+#endif
 inline bool any_sign(Eight a) { return _mm_movemask_ps(_mm_or_ps(low_half(a), high_half(a))) != 0; }
 inline bool any_above(Eight a, Eight b) { return any_sign(above(a, b)); }
 inline bool any(U8 lanes) { return any_bit(lanes.v); }
@@ -79,8 +92,21 @@ struct Range {
   V chosen = all_lanes(Lane(0));  // by the mask; kept for floats, of which all may be NaN
 
   LUM_INLINE void add(V v) {
-    low = min(v, low);  // of floats the second operand where one is NaN: that changes nothing
-    high = max(v, high);
+    if constexpr (kFloat<S>) {
+      low = min(v, low);  // the second operand where one is NaN: that changes nothing
+      high = max(v, high);
+    } else {
+      v = turned(renewed(v));  // renewed: else it is loaded twice, to be overwritten, instead of low and high
+      low = renewed(least(low, v));
+      high = renewed(greatest(high, v));
+    }
+  }
+  // To be called before the first of such blocks and after the last one.
+  LUM_INLINE void turn() {
+    if constexpr (!kFloat<S>) {
+      low = turned(low);
+      high = turned(high);
+    }
   }
   LUM_INLINE void add(V v, V mask) {
     if constexpr (kFloat<S>) {
@@ -111,7 +137,7 @@ LUM_INLINE void add_block(Range<S>& range, const S* p, const Lum8u* mask) {
 template <class S, int Channels, bool Masked>
 LUM_INLINE Range<S> range_of_row(const S* p, const Lum8u* mask, int n) {
   using V = typename Lanes<S>::V;
-  Range<S> range, odd;
+  Range<S> range;
   if (n < V::lanes) {
     Lum8u first[V::lanes] = {};
     memset(first, 1, n);
@@ -119,15 +145,18 @@ LUM_INLINE Range<S> range_of_row(const S* p, const Lum8u* mask, int n) {
               Masked ? selected_last<V>(mask, n) : selected<V>(first));
     return range;
   }
+  if (!Masked) range.turn();
+  Range<S> odd = range;
   int x = 0;
   for (; x <= n - 2 * V::lanes; x += 2 * V::lanes) {
     add_block<S, Channels, Masked>(range, p + x * Channels, mask + x);
     add_block<S, Channels, Masked>(odd, p + (x + V::lanes) * Channels, mask + x + V::lanes);
   }
-  range.add(odd);
   if (x <= n - V::lanes) add_block<S, Channels, Masked>(range, p + x * Channels, mask + x);
   // Pixels that come twice do no harm.
   if (n % V::lanes != 0) add_block<S, Channels, Masked>(range, p + (n - V::lanes) * Channels, mask + n - V::lanes);
+  if (!Masked) range.turn(), odd.turn();
+  range.add(odd);
   return range;
 }
 
