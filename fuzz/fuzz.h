@@ -61,11 +61,11 @@ class Input {
   std::span<const uint8_t> bytes_;
 };
 
-// Elements of a plane. Beside noise: the fuzzer's own bytes, both ends of the range, and few or equal values, which make
-// ties and plateaus.
+// Elements of a plane. Beside noise: the fuzzer's own bytes, both ends of the range, few or equal values, which make ties
+// and plateaus, and small values with a great one now and then.
 class Content {
  public:
-  explicit Content(Input& in) : kind_(in.number(0, 4)), state_(unsigned(in.number(0, 0xFFFF)) | 1u), bytes_(in.rest()) {
+  explicit Content(Input& in) : kind_(in.number(0, 5)), state_(unsigned(in.number(0, 0xFFFF)) | 1u), bytes_(in.rest()) {
     if (!bytes_.empty()) at_ = state_ % bytes_.size();
   }
 
@@ -76,6 +76,7 @@ class Content {
     if (kind_ == 2 && r % 4 == 0) return extreme<T>(r / 4);
     if (kind_ == 3) return T(r % 3);
     if (kind_ == 4) return T(7);
+    if (kind_ == 5 && r % 509 != 0) return T(int(r % 4001) - 2000);
     if constexpr (std::is_floating_point_v<T>) return T(int(r % 20001) - 10000) / T(1u << random() % 16);
     return T(r);
   }
