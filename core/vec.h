@@ -10,10 +10,27 @@
 #include <pmmintrin.h>
 #endif
 
+#include <utility>
+
 #include "core/image.h"
 #include "core/level.h"
 
 namespace lum::LUM_LEVEL {
+
+#define LUM_INLINE_LAMBDA __attribute__((always_inline))
+
+// body(k) for every k below n. A count N known at compile time is written out, so that tables of it stay in registers.
+template <class Body, int... K>
+LUM_INLINE void repeat(const Body& body, std::integer_sequence<int, K...>) {
+  (body(K), ...);
+}
+template <int N, class Body>
+LUM_INLINE void repeat(int n, const Body& body) {
+  if constexpr (N > 0)
+    repeat(body, std::make_integer_sequence<int, N>());
+  else
+    for (int k = 0; k < n; ++k) body(k);
+}
 
 inline __m128i four_bytes(const void* p) {
   int bytes;

@@ -59,10 +59,10 @@ class Sides {
 
 // ---- sweeps: a slider down every block of a stretch of columns ----
 
-// Rows are asked for so many bytes ahead: the processor does not follow so many streams through memory by itself. Those
-// of floats keep it waiting where they are written, too. (Asking for a line once instead of once for each of its blocks
-// takes longer; for each of four blocks it does not pay.)
-constexpr int kSourceAhead = 256, kDestinationAhead = 512;
+// The processor does not follow so many streams through memory by itself. What the next rows need is asked for below the
+// rows at hand, for the second level of the cache; bytes of the source so far ahead, for the first. (Asking for a line
+// once instead of once for each of its blocks takes longer; for each of four blocks it does not pay.)
+constexpr int kSourceAhead = 256;
 template <class S>
 constexpr bool kAsks = sizeof(S) == 1 || F32::lanes == 8;
 
@@ -128,6 +128,12 @@ LUM_INLINE void sweep_side(Slider slider, const Store& store, const Stretch<S, D
   }
 }
 
+// Whether two sliders go down beside each other, to share what there is to do for a row. Some leave too few of the sixteen
+// registers that there are in 64 bits; where bytes become words, at AVX2, it takes as long as it saves.
+template <class S, class D, class Slider>
+constexpr bool kTwoBeside = sizeof(void*) == 8 && sizeof(Slider) <= (sizeof(S) == 4 ? 5 : 4) * sizeof(F32) &&
+                            (sizeof(S) == 4 || !kMultipliesBytes || std::is_same_v<D, Lum8u>);
+
 template <class Store, class Make, class S, class D>
 LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
   using Slider = decltype(at_top());
@@ -139,37 +145,57 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
   const S border_value = stretch.border_value;
   const ptrdiff_t src_step = stretch.step, dst_step = stretch.dst.step;
   const int count = stretch.count, regular = stretch.regular, end = stretch.end;
+  const ptrdiff_t src_below = src_step * count, dst_below = dst_step * count;
+  constexpr int kSecondLevel = 2;  // locality, as the compiler counts it
   static_assert(sizeof(Slider) <= Sliders::kMostBytes);
   Slider* kept = stretch.sliders ? (Slider*)stretch.sliders->bytes + stretch.first_slider : nullptr;
   const bool resume = stretch.resume;
+  ptrdiff_t x = stretch.begin;
   D* column = stretch.dst.data;
-  for (ptrdiff_t x = stretch.begin; x < end; x += kColumns<S>, column += kColumns<S>) {
-    Slider slider = at_top();
-    if (resume) take_up(slider, *kept);
-    const auto down = [&](const S* row) __attribute__((always_inline)) {
-      return slider.down(typename BlockOf<S>::Around(row));
+  // N blocks beside each other.
+  const auto go_down = [&]<int N>(std::integral_constant<int, N>) LUM_INLINE_LAMBDA {
+    static_assert(N <= 2);
+    Slider sliders[2] = {at_top(), at_top()};
+    if (resume) repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { take_up(sliders[i], kept[i]); });
+    const auto down = [&](const S* row, int i) LUM_INLINE_LAMBDA {
+      return sliders[i].down(typename BlockOf<S>::Around(row + i * kColumns<S>));
     };
-    const auto down_any = [&](const S* row) __attribute__((always_inline)) {
-      return row ? down(row + x) : slider.down_border(border_value);
+    const auto down_any = [&](const S* row, int i) LUM_INLINE_LAMBDA {
+      return row ? down(row + x, i) : sliders[i].down_border(border_value);
     };
     if (!resume) {
 #pragma GCC unroll 16
-      for (int k = 0; k < Slider::taps - 1; ++k) down_any(rows[k]);
+      for (int k = 0; k < Slider::taps - 1; ++k) repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { down_any(rows[k], i); });
     }
     const S* row = regular > 0 ? rows[Slider::taps - 1] + x : nullptr;
     D* d = column;
     int y = 0;
 #pragma GCC unroll 4
     for (; y < regular; ++y) {
-      if (kAsks<S>) __builtin_prefetch((const char*)row + kSourceAhead);
-      if (kAsks<S> && sizeof(S) == 4) __builtin_prefetch((const char*)d + kDestinationAhead);
-      store(d, down(row));
+      if (kAsks<S>) {
+        if (sizeof(S) == 1)
+          __builtin_prefetch((const char*)row + kSourceAhead);
+        else
+          __builtin_prefetch((const char*)row + src_below, 0, kSecondLevel);
+        __builtin_prefetch((const char*)d + dst_below, 0, kSecondLevel);
+      }
+      repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + i * kColumns<S>, down(row, i)); });
       row = (const S*)((const char*)row + src_step);
       d = (D*)((char*)d + dst_step);
     }
-    for (; y < count; ++y, d = (D*)((char*)d + dst_step)) store(d, down_any(rows[Slider::taps - 1 + y]));
-    if (kept) take_up(*kept++, slider);
-  }
+    for (; y < count; ++y, d = (D*)((char*)d + dst_step))
+      repeat<N>(0,
+                [&](int i) LUM_INLINE_LAMBDA { store(d + i * kColumns<S>, down_any(rows[Slider::taps - 1 + y], i)); });
+    if (kept) {
+      repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { take_up(kept[i], sliders[i]); });
+      kept += N;
+    }
+    x += N * kColumns<S>;
+    column += N * kColumns<S>;
+  };
+  if constexpr (kTwoBeside<S, D, Slider>)
+    while (x + 2 * kColumns<S> <= end) go_down(std::integral_constant<int, 2>());
+  while (x < end) go_down(std::integral_constant<int, 1>());
 }
 template <class Slider, class Store, class S, class D>
 void sweep(const Stretch<S, D>& stretch) {

@@ -1,15 +1,11 @@
 // What row and column passes share: how sums become elements, runs over the elements of a row, taps, sums of products.
 // For the kernels of one level; included once per file and level.
 #pragma once
-#include <utility>
-
 #include "core/vec.h"
 #include "lumcvseparable_kernels.h"
 
 namespace lum::LUM_LEVEL {
 namespace {
-
-#define LUM_INLINE_LAMBDA __attribute__((always_inline))
 
 constexpr Lum32f kTop = 32767;  // a float above it must not reach the conversion; below, saturation does the rest
 
@@ -106,19 +102,6 @@ inline int clamp(int v, int low, int high) { return v < low ? low : v > high ? h
 inline void put_saturated(Lum16s* d, int v) { put(d, Lum16s(clamp(v, -32768, 32767))); }
 inline void put_saturated(Lum8u* d, int v) { *d = Lum8u(clamp(v, 0, 255)); }
 inline void put_saturated(Lum8s* d, int v) { *d = Lum8s(clamp(v, -128, 127)); }
-
-// body(k) for every k below n. A count N known at compile time is written out, so that tables of it stay in registers.
-template <class Body, int... K>
-LUM_INLINE void repeat(const Body& body, std::integer_sequence<int, K...>) {
-  (body(K), ...);
-}
-template <int N, class Body>
-LUM_INLINE void repeat(int n, const Body& body) {
-  if constexpr (N > 0)
-    repeat(body, std::make_integer_sequence<int, N>());
-  else
-    for (int k = 0; k < n; ++k) body(k);
-}
 
 // What may be computed, though not stored, beside the elements that are asked for: `before` elements in front of them,
 // and, if `behind`, a vector of elements behind.
