@@ -143,17 +143,16 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
   // Copies: as far as the compiler knows, the stores below change the original.
   const S* const* const rows = stretch.rows;
   const S border_value = stretch.border_value;
-  const ptrdiff_t src_step = stretch.step, dst_step = stretch.dst.step;
+  D* const dst = stretch.dst.data;
+  const ptrdiff_t src_step = stretch.step, dst_step = stretch.dst.step, begin = stretch.begin;
   const int count = stretch.count, regular = stretch.regular, end = stretch.end;
   const ptrdiff_t src_below = src_step * count, dst_below = dst_step * count;
   constexpr int kSecondLevel = 2;  // locality, as the compiler counts it
   static_assert(sizeof(Slider) <= Sliders::kMostBytes);
   Slider* kept = stretch.sliders ? (Slider*)stretch.sliders->bytes + stretch.first_slider : nullptr;
   const bool resume = stretch.resume;
-  ptrdiff_t x = stretch.begin;
-  D* column = stretch.dst.data;
   // N blocks beside each other.
-  const auto go_down = [&]<int N>(std::integral_constant<int, N>) LUM_INLINE_LAMBDA {
+  const auto go_down = [&]<int N>(ptrdiff_t x, std::integral_constant<int, N>) LUM_INLINE_LAMBDA {
     static_assert(N <= 2);
     Slider sliders[2] = {at_top(), at_top()};
     if (resume) repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { take_up(sliders[i], kept[i]); });
@@ -168,7 +167,7 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
       for (int k = 0; k < Slider::taps - 1; ++k) repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { down_any(rows[k], i); });
     }
     const S* row = regular > 0 ? rows[Slider::taps - 1] + x : nullptr;
-    D* d = column;
+    D* d = dst + (x - begin);
     int y = 0;
 #pragma GCC unroll 4
     for (; y < regular; ++y) {
@@ -190,12 +189,11 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
       repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { take_up(kept[i], sliders[i]); });
       kept += N;
     }
-    x += N * kColumns<S>;
-    column += N * kColumns<S>;
   };
+  ptrdiff_t x = begin;
   if constexpr (kTwoBeside<S, D, Slider>)
-    while (x + 2 * kColumns<S> <= end) go_down(std::integral_constant<int, 2>());
-  while (x < end) go_down(std::integral_constant<int, 1>());
+    for (; x + 2 * kColumns<S> <= end; x += 2 * kColumns<S>) go_down(x, std::integral_constant<int, 2>());
+  for (; x < end; x += kColumns<S>) go_down(x, std::integral_constant<int, 1>());
 }
 template <class Slider, class Store, class S, class D>
 void sweep(const Stretch<S, D>& stretch) {

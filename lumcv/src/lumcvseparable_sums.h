@@ -116,11 +116,10 @@ template <class D, class Kernel, class Finish>
 LUM_INLINE void run(const Kernel& kernel, D* d, int n, Margin margin, const Finish& finish) {
   using V = typename Kernel::V;
   constexpr int kBlock = Kernel::kVectors * V::lanes;
-  const Kernel in_blocks = kernel;
   int x = 0;
   for (; x <= n - kBlock; x += kBlock) {
     V v[Kernel::kVectors];
-    in_blocks.template compute<Kernel::kVectors>(v, x, finish);
+    kernel.template compute<Kernel::kVectors>(v, x, finish);
     repeat<Kernel::kVectors>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + x + i * V::lanes, v[i]); });
   }
   V v[1];
