@@ -59,11 +59,12 @@ void choose_division(Scale& scale, int divisor, long long most) {
 // The greatest sum of 16 bits for which choose_division() finds what there is to find, if its quotient has 16 bits, too.
 int most_narrow_sum(int divisor) { return divisor > 1 && divisor % 2 == 1 ? kMostOddSum : kMostSum; }
 
-// The greatest elements whose sums stay below that, or 0 where they would have to be smaller than bytes are; `sum` is the
-// magnitude of all taps.
-int narrow_elements(long long sum, int taps, int divisor) {
+// The greatest elements whose sums stay below that, or 0 where they would have to be smaller than bytes are, or where rows
+// are so short that looking takes longer; `sum` is the magnitude of all taps.
+int narrow_elements(long long sum, int taps, int divisor, int width) {
+  constexpr int kLeastWidth = 16;
   const int most = most_narrow_sum(divisor);
-  if (taps > kMostNarrowTaps || sum == 0 || sum > most / 255) return 0;
+  if (width < kLeastWidth || taps > kMostNarrowTaps || sum == 0 || sum > most / 255) return 0;
   return most / sum < kMostNarrow ? int(most / sum) : kMostNarrow;
 }
 
@@ -93,7 +94,7 @@ void choose_arithmetic(RowPass<S>& pass, int divisor) {
   const long long sum = magnitude(pass.kernel, pass.taps);
   pass.scale.clamp = sum * (sizeof(S) == 1 ? 255 : 32768) > 0x7FFFFF00;
   pass.small = sizeof(S) == 1 && sum < 128 && pass.taps <= kMostByteTaps;
-  pass.narrow = narrow_elements(sum, pass.taps, divisor);
+  pass.narrow = narrow_elements(sum, pass.taps, divisor, pass.roi.width);
   if (pass.small || pass.narrow)
     choose_division(pass.scale, divisor, sizeof(S) == 1 ? sum * 255 : most_narrow_sum(divisor));
 }
@@ -103,7 +104,7 @@ void choose_arithmetic(ColumnPass<Lum16s, D>& pass, int divisor) {
   const long long sum = magnitude(pass.kernel, pass.taps);
   pass.exact = sum * 32768 <= 1 << 24;  // every partial sum is a whole number that single precision holds
   if (!pass.exact) return;
-  pass.narrow = narrow_elements(sum, pass.taps, divisor);
+  pass.narrow = narrow_elements(sum, pass.taps, divisor, pass.width);
   constexpr long long kMostQuotient = 256;
   if (sizeof(D) == 2)
     choose_division(pass.scale, divisor, most_narrow_sum(divisor));
