@@ -2,6 +2,7 @@
 // inlined: no copy compiled for one level can end up in another.
 #pragma once
 #include <stddef.h>
+#include <stdint.h>
 #include <string.h>
 
 #include "lumcv_types.h"
@@ -29,5 +30,8 @@ template <class T>
 LUM_INLINE void put(T* p, T value) {
   memcpy(p, &value, sizeof value);
 }
+
+// An address to ask the memory for early, be it outside of everything.
+LUM_INLINE const void* ahead(const void* p, size_t bytes) { return (const void*)((uintptr_t)p + bytes); }
 
 }  // namespace lum

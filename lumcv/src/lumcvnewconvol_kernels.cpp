@@ -146,7 +146,7 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
   D* const dst = stretch.dst.data;
   const ptrdiff_t src_step = stretch.step, dst_step = stretch.dst.step, begin = stretch.begin;
   const int count = stretch.count, regular = stretch.regular, end = stretch.end;
-  const ptrdiff_t src_below = src_step * count, dst_below = dst_step * count;
+  const size_t src_below = size_t(src_step) * count, dst_below = size_t(dst_step) * count;
   constexpr int kSecondLevel = 2;  // locality, as the compiler counts it
   static_assert(sizeof(Slider) <= Sliders::kMostBytes);
   Slider* kept = stretch.sliders ? (Slider*)stretch.sliders->bytes + stretch.first_slider : nullptr;
@@ -173,10 +173,10 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
     for (; y < regular; ++y) {
       if (kAsks<S>) {
         if (sizeof(S) == 1)
-          __builtin_prefetch((const char*)row + kSourceAhead);
+          __builtin_prefetch(ahead(row, kSourceAhead));
         else
-          __builtin_prefetch((const char*)row + src_below, 0, kSecondLevel);
-        __builtin_prefetch((const char*)d + dst_below, 0, kSecondLevel);
+          __builtin_prefetch(ahead(row, src_below), 0, kSecondLevel);
+        __builtin_prefetch(ahead(d, dst_below), 0, kSecondLevel);
       }
       repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + i * kColumns<S>, down(row, i)); });
       row = (const S*)((const char*)row + src_step);

@@ -267,8 +267,8 @@ int slide(const typename Slider::Factors& factors, const ColumnPass<S, D>& pass,
       D* d = pass.dst.row(y) + x;
       for (int i = N - 1; i < count + N - 1; i += kStep) {
         repeat<kStep>(0, [&](int k) LUM_INLINE_LAMBDA {
-          if (kAsks<S>) __builtin_prefetch((const char*)(source[i + k] + x) + kSourceAhead);
-          if (sizeof(S) == 4) __builtin_prefetch((const char*)d + kDestinationAhead);
+          if (kAsks<S>) __builtin_prefetch(ahead(source[i + k] + x, kSourceAhead));
+          if (sizeof(S) == 4) __builtin_prefetch(ahead(d, kDestinationAhead));
         });
         V results[kSliders][kStep];
         repeat<kSliders>(

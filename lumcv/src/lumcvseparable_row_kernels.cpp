@@ -114,18 +114,16 @@ struct FloatRowSums {
 // Some rows of outputs, of columns [begin, end).
 template <class S>
 struct Span {
-  const S* seen;       // what tap 0 of column `begin` sees, in the first of the rows
-  ptrdiff_t step;      // from there to the next row, in bytes
-  Mid<S>* const* dst;  // of the first row, where the pass begins
-  int count;           // of rows
+  Image<const S> seen;  // from what tap 0 of column `begin` sees
+  Mid<S>* const* dst;   // of the first row, where the pass begins
+  int count;            // of rows
   int begin, end;
   bool behind;  // a vector of elements may be read behind what the last column sees
 };
 template <int C, class S, class Body>
 LUM_INLINE void each_row(const RowPass<S>& pass, const Span<S>& span, const Body& body) {
-  const S* seen = span.seen;
-  for (int i = 0; i < span.count; ++i, seen = (const S*)((const char*)seen + span.step))
-    body(seen, get(span.dst + i) + (ptrdiff_t)(span.begin - pass.columns.begin) * C);
+  for (int i = 0; i < span.count; ++i)
+    body(span.seen.row(i), get(span.dst + i) + (ptrdiff_t)(span.begin - pass.columns.begin) * C);
 }
 // Each in a function of its own, for its own taps in registers.
 template <int C, int N, class S>
@@ -231,20 +229,20 @@ inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretches, int r
   const long long pitch = (longest * C * (int)sizeof(S) + 32 + 15) / 16 * 16 / (int)sizeof(S);
   const int at_once = clamp(int(room / (pitch * (int)sizeof(S))), 1, kRows);
 
-  const ptrdiff_t pitch_bytes = pitch * (ptrdiff_t)sizeof(S);
+  const int pitch_bytes = int(pitch * (int)sizeof(S));
   const Stretch<C, S> at_left(pass, begin, left), at_right(pass, right, end);
   for (int y = rows.begin, count; y < rows.end; y += count) {
     count = rows.end - y < at_once ? rows.end - y : at_once;
     const auto bordered = [&](const Stretch<C, S>& stretch, int from, int to) {
       if (from == to) return;
       for (int i = 0; i < count; ++i) stretch(pass.src.row(y + i), stretches + i * pitch);
-      row_span<C>(pass, {stretches, pitch_bytes, pass.dst + y, count, from, to, true}, taps);
+      row_span<C>(pass, {{stretches, pitch_bytes}, pass.dst + y, count, from, to, true}, taps);
     };
     bordered(at_left, begin, left);
     bordered(at_right, right, end);
     if (left == right) continue;
     const S* const seen = pass.src.row(y) + (ptrdiff_t)(left - pass.anchor) * C;
-    row_span<C>(pass, {seen, pass.src.step, pass.dst + y, count, left, right, false}, taps);
+    row_span<C>(pass, {{seen, pass.src.step}, pass.dst + y, count, left, right, false}, taps);
   }
 }
 
