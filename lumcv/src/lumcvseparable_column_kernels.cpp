@@ -4,13 +4,6 @@
 namespace lum::LUM_LEVEL {
 namespace {
 
-struct DownColumn {
-  const Lum16s* const* rows;
-  int x0;
-  DownColumn from(int x) const { return {rows, x0 + x}; }
-  const Lum16s* at(int k, int x) const { return get(rows + k) + x0 + x; }
-};
-
 // Rows of 16 bits whose sums are exact: pairs of rows meet in one multiplication.
 template <int N>
 struct ExactColumn {
@@ -339,40 +332,24 @@ int bulk_of(const ColumnPass<Lum16s, D>& pass) {  // the elements that are round
   return pass.width / 16 * 16 * pass.channels;
 }
 
-// Returns whether it made them: not where a source element is too great. Rows before `checked` have none.
-template <class D, int N>
-[[gnu::noinline]] bool narrow_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const NarrowTaps<N>& taps,
-                                      int& checked) {
-  const int n = pass.width * pass.channels, bulk = bulk_of(pass);
-  int x = 0;
-  if constexpr (N > 0) {
-    const auto slide_by = [&](int columns, const auto& finish) {
-      const Limit limit(pass.narrow);
-      Range range;
-      x = slide<N, NarrowSlider<N>>({taps, limit}, pass, rows, columns, finish,
-                                    [&](const auto& slider) LUM_INLINE_LAMBDA { range.add(slider.range()); });
-      return !range.exceeds(limit);
-    };
-    bool done = true;
-    if (pass.scale.unit)
-      done = slide_by(n, Saturate{});
-    else if (!with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { done = slide_by(bulk, nearest); }))
-      done = slide_by(bulk, Nearest<false>{pass.scale.reciprocal});
-    if (!done) return false;
-    checked = rows.begin;  // nothing from column x on
-  }
-  if (x == n) return true;
-  for (; checked < rows.end + pass.taps - 1; ++checked)
-    if (!within(get(pass.src + checked) + x, n - x, pass.narrow)) return false;
-  for (int y = rows.begin; y < rows.end; ++y)
-    run_scaled(NarrowSums<DownColumn, N>{{pass.src + y, x}, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false},
-               pass.scale);
-  return true;
-}
-
+// Return how many columns they make.
 template <int N, class D>
-[[gnu::noinline]] void wide_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const Taps<N>& taps) {
-  const int n = pass.width * pass.channels, bulk = bulk_of(pass);
+[[gnu::noinline]] int narrow_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const NarrowTaps<N>& taps) {
+  int x = 0;
+  const Limit limit(pass.narrow);
+  Range range;
+  const auto by_rows = [&](int columns, const auto& finish) {
+    x = slide<N, NarrowSlider<N>>({taps, limit}, pass, rows, columns, finish,
+                                  [&](const auto& slider) LUM_INLINE_LAMBDA { range.add(slider.range()); });
+  };
+  if (pass.scale.unit)
+    by_rows(pass.width * pass.channels, Saturate{});
+  else if (!with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { by_rows(bulk_of(pass), nearest); }))
+    by_rows(bulk_of(pass), Nearest<false>{pass.scale.reciprocal});
+  return range.exceeds(limit) ? 0 : x;  // what a great element has spoilt is made again
+}
+template <int N, class D>
+[[gnu::noinline]] int wide_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const Taps<N>& taps) {
   int x = 0;
   const auto by_rows = [&](int columns, const auto& finish) {
     if constexpr (N > 0)
@@ -381,9 +358,16 @@ template <int N, class D>
       x = two_by_two(pass, rows, columns, finish);
   };
   if (pass.scale.unit)
-    by_rows(n, Saturate{});
-  else if (sizeof(D) == 2 || !with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { by_rows(bulk, nearest); }))
-    by_rows(bulk, Nearest<false>{pass.scale.reciprocal});
+    by_rows(pass.width * pass.channels, Saturate{});
+  else if (sizeof(D) == 2 ||
+           !with_nearest_of_16_bits(pass.scale, [&](const auto& nearest) { by_rows(bulk_of(pass), nearest); }))
+    by_rows(bulk_of(pass), Nearest<false>{pass.scale.reciprocal});
+  return x;
+}
+// The columns from x on, row by row.
+template <int N, class D>
+[[gnu::noinline]] void last_columns(const ColumnPass<Lum16s, D>& pass, Rows rows, const Taps<N>& taps, int x) {
+  const int n = pass.width * pass.channels, bulk = bulk_of(pass);
   for (int y = rows.begin; y < rows.end && x < n; ++y)
     run_scaled(ExactColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false}, pass.scale);
 }
@@ -411,15 +395,18 @@ void column_band(const ColumnPass<S, D>& pass, Rows rows) {
   with_taps<WideOrNarrowTaps>(pass.kernel, pass.taps, [&]<int N>(const WideOrNarrowTaps<N>& taps) {
     // Where great elements are found there are often more.
     constexpr int kRowsToNextTry = 8 * kRowsAtOnce;
-    int next_try = rows.begin, checked = rows.begin;
+    int next_try = rows.begin;
     for (int y = rows.begin, end; y < rows.end; y = end) {
       end = rows.end - y < kRowsAtOnce ? rows.end : y + kRowsAtOnce;
-      if (kLooksForNarrow && pass.narrow && y >= next_try) {
-        if (checked < y) checked = y;
-        if (narrow_columns(pass, {y, end}, taps.narrow, checked)) continue;
-        next_try = y + kRowsToNextTry;
-      }
-      wide_columns<N>(pass, {y, end}, taps);
+      const Rows group = {y, end};
+      int x = 0;
+      if constexpr (N > 0 && kLooksForNarrow)
+        if (pass.narrow && y >= next_try) {
+          x = narrow_columns<N>(pass, group, taps.narrow);
+          if (x == 0) next_try = y + kRowsToNextTry;
+        }
+      if (x == 0) x = wide_columns<N>(pass, group, taps);
+      last_columns<N>(pass, group, taps, x);
     }
   });
 }

@@ -140,12 +140,12 @@ template <int C, int N, class S>
 void row_span(const RowPass<S>& pass, const Span<S>& span, const WideOrNarrowTaps<N>& taps) {
   const int bulk = (pass.roi.width / 16 * 16 - span.begin) * C, n = (span.end - span.begin) * C;
   each_row<C>(pass, span, [&](const S* e, Lum16s* d) {
-    bool narrow = pass.narrow > 0;
-    if constexpr (sizeof(S) == 2) narrow = narrow && kLooksForNarrow && within(e, n + (pass.taps - 1) * C, pass.narrow);
-    if (narrow)
-      narrow_row<C>(pass, e, d, n, bulk, span.behind, taps.narrow);
-    else
-      wide_row<C, N>(pass, e, d, n, bulk, span.behind, taps);
+    if constexpr (sizeof(S) == 1 ? C > 1 : kLooksForNarrow) {
+      bool narrow = pass.narrow > 0;
+      if constexpr (sizeof(S) == 2) narrow = narrow && within(e, n + (pass.taps - 1) * C, pass.narrow);
+      if (narrow) return narrow_row<C>(pass, e, d, n, bulk, span.behind, taps.narrow);
+    }
+    wide_row<C, N>(pass, e, d, n, bulk, span.behind, taps);
   });
 }
 template <int C, int N>

@@ -138,6 +138,12 @@ LUM_INLINE void run(const Kernel& kernel, D* d, int n, Margin margin, const Fini
   }
 }
 
+// For the few elements behind: one copy for all kinds of nearest.
+template <class D, class Kernel, class Truncate>
+[[gnu::noinline]] void run_truncated(const Kernel& kernel, D* d, int n, Margin margin, const Truncate& truncate) {
+  run(kernel, d, n, margin, truncate);
+}
+
 // The same where the first `bulk` elements are rounded and the rest truncated.
 // A kernel's kBits is what its sums need: 16 fit a 16-bit integer, 24 a float, 32 may be anything.
 template <class D, class Kernel, class Nearest, class Truncate>
@@ -147,7 +153,7 @@ LUM_INLINE void run_rounded(const Kernel& kernel, D* d, int n, int bulk, Margin 
   run(kernel, d, bulk, margin, nearest);
   if (bulk == n) return;
   margin.before += bulk;
-  run(kernel.from(bulk), d + bulk, n - bulk, margin, truncate);
+  run_truncated(kernel.from(bulk), d + bulk, n - bulk, margin, truncate);
 }
 template <class D, class Kernel>
 LUM_INLINE void run_scaled(const Kernel& kernel, D* d, int n, int bulk, Margin margin, Scale scale) {
