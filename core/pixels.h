@@ -20,7 +20,8 @@ inline I64 operator+(I64 a, I64 b) { return {_mm256_add_epi64(a.v, b.v)}; }
 
 inline U8 operator^(U8 a, U8 b) { return {_mm256_xor_si256(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm256_sub_epi8(a.v, b.v)}; }
-// Of signed bytes.
+// Of signed bytes; as unsigned ones, among which is 128.
+inline U8 signed_magnitude(U8 a) { return {_mm256_abs_epi8(a.v)}; }
 inline U8 signed_difference(U8 a, U8 b) {
   return {_mm256_sub_epi8(_mm256_max_epi8(a.v, b.v), _mm256_min_epi8(a.v, b.v))};
 }
@@ -35,6 +36,8 @@ template <int Bits>
 inline I32 shift_right_unsigned(I32 a) {
   return {_mm256_srli_epi32(a.v, Bits)};
 }
+// Of the upper halves of the lanes, as unsigned numbers, rounded up.
+inline I32 average_of_upper_words(I32 a, I32 b) { return shift_right_unsigned<16>(I32{_mm256_avg_epu16(a.v, b.v)}); }
 inline U16 min(U16 a, U16 b) { return {_mm256_min_epu16(a.v, b.v)}; }
 inline U16 max(U16 a, U16 b) { return {_mm256_max_epu16(a.v, b.v)}; }
 
@@ -44,6 +47,11 @@ inline I64 neighbour_sums(U8 a) { return {_mm256_sad_epu8(a.v, _mm256_setzero_si
 inline I32 square_sums(U8 a) {
   const __m256i even = _mm256_and_si256(a.v, _mm256_set1_epi16(0xFF)), odd = _mm256_srli_epi16(a.v, 8);
   return {_mm256_add_epi32(_mm256_madd_epi16(even, even), _mm256_madd_epi16(odd, odd))};
+}
+// The same of bytes up to 128: two products with the negative byte are never below -2^15.
+inline I32 small_square_sums(U8 a) {
+  const __m256i negative = _mm256_sub_epi8(_mm256_setzero_si256(), a.v);
+  return {_mm256_madd_epi16(_mm256_maddubs_epi16(a.v, negative), _mm256_set1_epi16(-1))};
 }
 // Sums of two neighbours, below 2^17 each.
 inline I32 neighbour_sums(U16 a) {
@@ -69,6 +77,7 @@ inline I64 operator+(I64 a, I64 b) { return {_mm_add_epi64(a.v, b.v)}; }
 
 inline U8 operator^(U8 a, U8 b) { return {_mm_xor_si128(a.v, b.v)}; }
 inline U8 operator-(U8 a, U8 b) { return {_mm_sub_epi8(a.v, b.v)}; }
+inline U8 signed_magnitude(U8 a) { return {_mm_min_epu8(a.v, _mm_sub_epi8(_mm_setzero_si128(), a.v))}; }
 inline U8 signed_difference(U8 a, U8 b) {
   const __m128i negative = _mm_cmpgt_epi8(b.v, a.v);
   return {_mm_sub_epi8(_mm_sub_epi8(a.v, b.v) ^ negative, negative)};
@@ -84,6 +93,7 @@ template <int Bits>
 inline I32 shift_right_unsigned(I32 a) {
   return {_mm_srli_epi32(a.v, Bits)};
 }
+inline I32 average_of_upper_words(I32 a, I32 b) { return shift_right_unsigned<16>(I32{_mm_avg_epu16(a.v, b.v)}); }
 // The saturating difference is what a exceeds b by.
 inline U16 min(U16 a, U16 b) { return {_mm_sub_epi16(a.v, _mm_subs_epu16(a.v, b.v))}; }
 inline U16 max(U16 a, U16 b) { return {_mm_add_epi16(b.v, _mm_subs_epu16(a.v, b.v))}; }
@@ -93,6 +103,7 @@ inline I32 square_sums(U8 a) {
   const __m128i even = _mm_and_si128(a.v, _mm_set1_epi16(0xFF)), odd = _mm_srli_epi16(a.v, 8);
   return {_mm_add_epi32(_mm_madd_epi16(even, even), _mm_madd_epi16(odd, odd))};
 }
+inline I32 small_square_sums(U8 a) { return square_sums(a); }
 inline I32 neighbour_sums(U16 a) {
   return {_mm_add_epi32(_mm_and_si128(a.v, _mm_set1_epi32(0xFFFF)), _mm_srli_epi32(a.v, 16))};
 }

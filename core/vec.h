@@ -123,8 +123,8 @@ inline void interleave(I16 even, I16 odd, I16* to) {
   to[1] = {_mm256_permute2x128_si256(low, high, 0x31)};
 }
 inline void store_interleaved(Lum8s* p, I16 even, I16 odd) {  // saturates
-  const __m256i places = _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 0, 8, 1, 9, 2, 10, 3, 11,
-                                          4, 12, 5, 13, 6, 14, 7, 15);
+  const __m256i places = _mm256_setr_epi8(0, 8, 1, 9, 2, 10, 3, 11, 4, 12, 5, 13, 6, 14, 7, 15, 0, 8, 1, 9, 2, 10, 3,
+                                          11, 4, 12, 5, 13, 6, 14, 7, 15);
   _mm256_storeu_si256((__m256i*)p, _mm256_shuffle_epi8(_mm256_packs_epi16(even.v, odd.v), places));
 }
 // Each eight of low, then those of high.

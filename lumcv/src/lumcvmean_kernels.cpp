@@ -25,10 +25,11 @@ constexpr int lanes_of(int n) {
 // filled up with zeros; pixels that the mask leaves out come as zeros too. Runs are joined from top to bottom and from
 // left to right.
 
-// Bytes, exactly. Signed ones are summed as b = value + 128, so that a filled up or left out lane counts 128.
+// Bytes, exactly. Signed ones are summed as b = value + 128, so that a filled up or left out lane counts 128. Where there
+// are no products of bytes, it is b that is squared.
 template <class What, class S>
 class ByteSums {
-  static constexpr bool kSigned = std::is_same_v<S, Lum8s>;
+  static constexpr bool kSigned = std::is_same_v<S, Lum8s>, kSquaresValues = kSigned && kMultipliesBytes;
 
  public:
   using V = U8;
@@ -37,9 +38,10 @@ class ByteSums {
     I64 values = {};
     I32 squares = {};
     LUM_INLINE void add(V v) {
-      if constexpr (kSigned) v = v ^ splat(Lum8u(0x80));
-      values = values + neighbour_sums(v);
-      if constexpr (kSquares<What>) squares = squares + square_sums(v);
+      const V b = kSigned ? v ^ splat(Lum8u(0x80)) : v;
+      values = values + neighbour_sums(b);
+      if constexpr (kSquares<What>)
+        squares = squares + (kSquaresValues ? small_square_sums(signed_magnitude(v)) : square_sums(b));
     }
     LUM_INLINE void add_last(V v, int) { add(v); }
   };
@@ -50,8 +52,9 @@ class ByteSums {
   }
   Sums total() const {
     const long long b = sum(values_), squares = sum(squares_);
-    if constexpr (kSigned) return {Lum64f(b - 128 * lanes_), Lum64f(squares - 256 * b + 16384 * lanes_), 0};
-    return {Lum64f(b), Lum64f(squares), 0};
+    if constexpr (!kSigned) return {Lum64f(b), Lum64f(squares), 0};
+    const long long of_values = kSquaresValues ? squares : squares - 256 * b + 16384 * lanes_;
+    return {Lum64f(b - 128 * lanes_), Lum64f(of_values), 0};
   }
 
  private:
@@ -69,26 +72,37 @@ class WordSums {
   using V = U16;
   static constexpr int pixels = 1 << 17;  // 2^14 blocks or fewer
   struct Run {
-    I32 values = {};                          // below 2^30
-    I32 squares = {}, squares_by_65536 = {};  // modulo 2^32; below 2^29
+    I32 values = {};                           // below 2^30
+    I32 squares = {}, squares_by_131072 = {};  // modulo 2^32; below 2^29, and up to one a block too high
     LUM_INLINE void add(V v) {
-      const I16 s = {(v ^ splat(Lum16u(0x8000))).v};
-      values = values + multiply_pairs(s, pair(1, 1));
-      if constexpr (kSquares<What>) {
-        const I32 two = multiply_pairs(s, as_i32(s));  // up to 2^31
-        squares = squares + two;
-        squares_by_65536 = squares_by_65536 + shift_right_unsigned<16>(two);
-      }
+      const I32 two = add_values(v);
+      if constexpr (kSquares<What>) add_squares(two, two, I32{});
+    }
+    LUM_INLINE void add_two(V v, V w) {
+      const I32 a = add_values(v), b = add_values(w);
+      if constexpr (kSquares<What>) add_squares(a + b, a, b);
     }
     LUM_INLINE void add_last(V v, int) { add(v); }
+
+   private:
+    // Returns sums of two squares, up to 2^31.
+    LUM_INLINE I32 add_values(V v) {
+      const I16 s = {(v ^ splat(Lum16u(0x8000))).v};
+      values = values + multiply_pairs(s, pair(1, 1));
+      return multiply_pairs(s, as_i32(s));
+    }
+    LUM_INLINE void add_squares(I32 sums, I32 a, I32 b) {
+      squares = squares + sums;
+      squares_by_131072 = squares_by_131072 + average_of_upper_words(a, b);
+    }
   };
   LUM_INLINE void join(const Run& run, int n) {
     const long long lanes = lanes_of<V>(n), values = sum(run.values) + (lanes << 15);
     values_ += Lum64f(values);
     if constexpr (kSquares<What>) {
-      // What the shift dropped is below 2^30 in each lane: the sum modulo 2^32 tells it.
-      const I32 high = shift_left<16>(run.squares_by_65536);
-      const long long squares = (sum(run.squares_by_65536) << 16) + sum(run.squares - high);
+      // What that is off by is from -2^30 to 2^30 in each lane: the sum modulo 2^32 tells it.
+      const I32 high = shift_left<17>(run.squares_by_131072);
+      const long long squares = (sum(run.squares_by_131072) << 17) + sum(run.squares - high);
       squares_ += Lum64f(squares + 65536 * values - (lanes << 30));
     }
   }
@@ -231,12 +245,22 @@ class Summing {
     return v & mask;
   }
   LUM_INLINE const S* pixel(int y, int x) const { return (const S*)band_.src.row(y) + x * Channels; }
-  LUM_INLINE void add_block(Run& run, int y, int x) {
+  LUM_INLINE V block(int y, int x) {
     const V v = value(load_pixels<V, Channels>(pixel(y, x)));
     if constexpr (Masked)
-      run.add(chosen(v, selected<V>(band_.mask.row(y) + x)));
+      return chosen(v, selected<V>(band_.mask.row(y) + x));
     else
-      run.add(v);
+      return v;
+  }
+  LUM_INLINE void add_block(Run& run, int y, int x) { run.add(block(y, x)); }
+  LUM_INLINE void add_two_blocks(Run& run, int y, int x) {
+    if constexpr (requires(V v) { run.add_two(v, v); }) {
+      const V first = block(y, x);
+      run.add_two(first, block(y, x + V::lanes));
+    } else {
+      add_block(run, y, x);
+      add_block(run, y, x + V::lanes);
+    }
   }
   // The pixels that are left of a row, fewer than a block.
   LUM_INLINE void add_last(Run& run, int y, int x, int end) {
@@ -248,10 +272,7 @@ class Summing {
       run.add_last(v, end - x);
   }
   LUM_INLINE void add_run(Run& run, int y, int x, int end) {
-    for (; x <= end - 2 * V::lanes; x += 2 * V::lanes) {
-      add_block(run, y, x);
-      add_block(run, y, x + V::lanes);
-    }
+    for (; x <= end - 2 * V::lanes; x += 2 * V::lanes) add_two_blocks(run, y, x);
     if (x <= end - V::lanes) {
       add_block(run, y, x);
       x += V::lanes;

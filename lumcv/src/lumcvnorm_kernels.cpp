@@ -13,7 +13,7 @@ namespace {
 template <class S, class V>
 LUM_INLINE V magnitude(V a) {
   if constexpr (std::is_same_v<S, Lum8s>)
-    return min(a, V{} - a);  // as unsigned bytes: |a| is the smaller one of a and -a, and |-128| is 128
+    return signed_magnitude(a);
   else if constexpr (std::is_same_v<S, Lum32f>)
     return absolute(a);
   else
@@ -66,12 +66,9 @@ class ByteSum {
   I64 sum_ = {};
 };
 
-LUM_INLINE I32 partial_sums(U8 v) { return square_sums(v); }
-LUM_INLINE I32 partial_sums(U16 v) { return neighbour_sums(v); }
-
 // Exact sums: of the squares of bytes; of words, since the sum of 256 of them is below 2^24 and passes through single
 // precision unchanged.
-template <class V>
+template <class V, I32 partial_sums(V)>
 class IntegerSum {
  public:
   using Vector = V;
@@ -134,46 +131,51 @@ class FloatSum {
   Two sum_ = {};
 };
 
-template <class Norm, class S>
+// Of differences, or of values themselves.
+template <class Norm, class S, bool Differences>
 struct SumOf {
   using type = FloatSum<Norm>;
 };
-template <>
-struct SumOf<Inf, Lum32f> {
+template <bool Differences>
+struct SumOf<Inf, Lum32f, Differences> {
   using type = Largest<Eight, Lum32f>;
 };
-template <>
-struct SumOf<Inf, Lum16u> {
+template <bool Differences>
+struct SumOf<Inf, Lum16u, Differences> {
   using type = Largest<U16, Lum16u>;
 };
-template <>
-struct SumOf<L1, Lum16u> {
-  using type = IntegerSum<U16>;
+template <bool Differences>
+struct SumOf<L1, Lum16u, Differences> {
+  using type = IntegerSum<U16, neighbour_sums>;
 };
-template <>
-struct SumOf<L2, Lum16u> {
+template <bool Differences>
+struct SumOf<L2, Lum16u, Differences> {
   using type = WordSquares;
 };
-template <>
-struct SumOf<Inf, Lum8u> {
+template <bool Differences>
+struct SumOf<Inf, Lum8u, Differences> {
   using type = Largest<U8, Lum8u>;
 };
-template <>
-struct SumOf<L1, Lum8u> {
+template <bool Differences>
+struct SumOf<L1, Lum8u, Differences> {
   using type = ByteSum;
 };
-template <>
-struct SumOf<L2, Lum8u> {
-  using type = IntegerSum<U8>;
+template <bool Differences>
+struct SumOf<L2, Lum8u, Differences> {
+  using type = IntegerSum<U8, square_sums>;
 };
-template <class Norm>
-struct SumOf<Norm, Lum8s> : SumOf<Norm, Lum8u> {};  // magnitudes and differences are unsigned
+template <class Norm, bool Differences>
+struct SumOf<Norm, Lum8s, Differences> : SumOf<Norm, Lum8u, Differences> {};  // magnitudes and differences are unsigned
+template <>
+struct SumOf<L2, Lum8s, false> {
+  using type = IntegerSum<U8, small_square_sums>;
+};
 
 // ---- bands ----
 
 template <class Measured, class Norm, class S>
 struct Sums {
-  using Sum = typename SumOf<Norm, S>::type;
+  using Sum = typename SumOf<Norm, S, Measured::two_images>::type;
   using V = typename Sum::Vector;
 
   // A block of n pixels of one or two images.
@@ -189,7 +191,8 @@ struct Sums {
     second.end_run();
   }
 
-  Sum first, second;  // second: of the second image
+  Sum first;
+  typename SumOf<Norm, S, false>::type second;  // of the second image
 };
 
 }  // namespace
