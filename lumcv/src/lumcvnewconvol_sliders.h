@@ -554,18 +554,25 @@ class Gauss {
   }
 
   LUM_INLINE F32 down(const auto& around) {
-    return push(sum([&](int k) { return around(k - K / 2); }));
+    F32 sum;
+    row_sums<1>(
+        &sum, [&](int) LUM_INLINE_LAMBDA -> const auto& { return around; });
+    return push(sum);
   }
   LUM_INLINE F32 down_border(Lum32f value) {
-    return push(sum([&](int) { return f32(value); }));
+    return down([&](int) { return f32(value); });
   }
-
- private:
-  LUM_INLINE F32 sum(const auto& fetch) const {
-    F32 s = fetch(0) * kernel_[0];
-#pragma GCC unroll 16
-    for (int k = 1; k < K; ++k) s = s + fetch(k) * kernel_[k < K / 2 ? k : K - 1 - k];
-    return s;
+  // What a row gives for N blocks beside each other, to be pushed later.
+  template <int N>
+  LUM_INLINE void row_sums(F32* sums, const auto& around_block) const {
+    F32 s[N];
+    repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { s[i] = around_block(i)(-K / 2) * kernel_[0]; });
+    repeat<K - 1>(0, [&](int j) LUM_INLINE_LAMBDA {
+      const int k = j + 1 - K / 2;
+      const F32 tap = kernel_[K / 2 - (k < 0 ? -k : k)];
+      repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { s[i] = s[i] + around_block(i)(k) * tap; });
+    });
+    repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { sums[i] = s[i]; });
   }
   // The sums that a row takes part in grow side by side, and the taps on either side of the middle share a product.
   LUM_INLINE F32 push(F32 row) {
@@ -578,6 +585,8 @@ class Gauss {
     sums_[K - 2] = products[0];
     return result;
   }
+
+ private:
   const F32* kernel_;
   F32 sums_[K - 1] = {};  // of the outputs to come, from the next one on
 };

@@ -262,7 +262,7 @@ struct FloatTaps<0> {
 template <int N>
 constexpr int kIntegerVectors = N == 0 ? 2 : 1;
 template <int N>
-constexpr int kFloatVectors = N == 0 ? 4 : 1;
+constexpr int kFloatVectors = N == 0 ? 4 : 2;
 
 // Integer sums of operand(k, i) times tap k for vector i, two operands to a multiplication.
 template <int B, int N, class Operand, class Finish>
