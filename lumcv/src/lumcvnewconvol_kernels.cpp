@@ -450,10 +450,15 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
     stretch.step = sizeof frames[0];
     for (int y = rows.begin; y < rows.end; y += stretch.count) {
       go_to(y);
+      const S *row = nullptr, *framed = nullptr;  // outside of the image rows repeat
       for (int i = 0; i < stretch.count + 2 * half; ++i) {
         if (!source[i]) continue;
-        sides.frame(source[i], frames[i] + sides.kMost);
-        source[i] = frames[i] + sides.kMost;
+        if (source[i] != row) {
+          row = source[i];
+          sides.frame(row, frames[i] + sides.kMost);
+          framed = frames[i] + sides.kMost;
+        }
+        source[i] = framed;
       }
       paint(y, Place::kInside, 0, width);
     }
