@@ -62,7 +62,7 @@ class Sides {
 // The processor does not follow so many streams through memory by itself. What the next rows need is asked for below the
 // rows at hand, for the second level of the cache; bytes of the source so far ahead, for the first. (Asking for a line
 // once instead of once for each of its blocks takes longer; for each of four blocks it does not pay. Not to ask for the
-// lines of results saves 3 percent in the cache, and costs 40 beyond it.)
+// lines of results saves 3 percent of the time in the cache, and takes 1.5 times as long beyond it.)
 constexpr int kSourceAhead = 256;
 template <class S>
 constexpr bool kAsks = sizeof(S) == 1 || F32::lanes == 8;
