@@ -78,9 +78,12 @@ struct Sliders {
 
 // Output rows that go down at a time: the more, the less often sliders are kept and taken up again, and the more rows
 // compete for the same lines of the first-level cache.
-constexpr int kMostRows = 16;
-template <class S>
-constexpr int kRowsAtOnce = sizeof(S) == 1 ? kMostRows : 8;
+constexpr int kMostRows = 32;
+template <class S, class D>
+constexpr int rows_at_once(int taps) {
+  if (sizeof(S) == 4) return 8;
+  return sizeof(D) == 1 && taps == 5 ? kMostRows : 16;
+}
 
 template <class S, class D>
 struct Stretch {
@@ -141,6 +144,14 @@ template <class S, class D, class Slider>
 constexpr bool kTwoBeside = sizeof(void*) == 8 && sizeof(Slider) <= (sizeof(S) == 4 ? 5 : 4) * sizeof(F32) &&
                             (sizeof(S) == 4 || !kMultipliesBytes || std::is_same_v<D, Lum8u>);
 
+// Rows that are written out one below the other, so that what a slider keeps of them need not move from register to
+// register. Where it keeps more than there are registers, that takes longer.
+template <class D, class Slider>
+constexpr int kWrittenOut = [] {
+  if (sizeof(D) == 4 || std::is_same_v<D, Lum8u> || std::is_same_v<Slider, IntegerLaplacian5>) return 1;
+  return kMultipliesBytes && Slider::taps == 3 && sizeof(D) == 2 ? 8 : 4;
+}();
+
 // How many blocks have the sums along their rows made beside each other before their sliders go down: where such a sum
 // is a long chain of additions that wait for each other, the processor runs out of room for those of other rows.
 template <class Slider>
@@ -187,12 +198,23 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
     const S* row = regular > 0 ? rows[Slider::taps - 1] + x : nullptr;
     D* d = dst + (x - begin);
     int y = 0;
-#pragma GCC unroll 4
-    for (; y < regular; ++y) {
+    const auto go_down_regular = [&](int line) LUM_INLINE_LAMBDA {
       if (kAsks<S>) __builtin_prefetch(ahead(d, dst_below), 0, kSecondLevel);
-      repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + i * kColumns<S>, output(i, row, y)); });
+      repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { store(d + i * kColumns<S>, output(i, row, line)); });
       row = (const S*)((const char*)row + src_step);
       d = (D*)((char*)d + dst_step);
+    };
+    constexpr int kAtOnce = kWrittenOut<D, Slider>;
+    if constexpr (kAtOnce > 1) {
+      for (; y + kAtOnce <= regular; y += kAtOnce)
+        repeat<kAtOnce>(0, [&](int k) LUM_INLINE_LAMBDA {
+          go_down_regular(y + k);
+          asm("" : "+r"(row), "+r"(d));  // no pointers to each of the rows, which every block would begin with
+        });
+      for (; y < regular; ++y) go_down_regular(y);
+    } else {
+#pragma GCC unroll 4
+      for (; y < regular; ++y) go_down_regular(y);
     }
     for (; y < count; ++y, d = (D*)((char*)d + dst_step))
       repeat<N>(0,
@@ -212,7 +234,7 @@ LUM_INLINE void sweep_with(const Make& at_top, const Stretch<S, D>& stretch) {
   constexpr int kBeside = kRowsFirst<Slider>;
   if constexpr (kBeside > 0)
     for (; x + kBeside * kColumns<S> <= end; x += kBeside * kColumns<S>) {
-      F32 sums[kRowsAtOnce<S>][kBeside];
+      F32 sums[rows_at_once<S, D>(Slider::taps)][kBeside];
       const Slider any = at_top();
       const S* row = regular > 0 ? rows[Slider::taps - 1] + x : nullptr;
       for (int y = 0; y < regular; ++y, row = (const S*)((const char*)row + src_step)) {
@@ -335,11 +357,13 @@ template <class S, class D>
 class Painter {
  public:
   explicit Painter(const Convolution<S, D>& job)
-      : sweep_(find_sweep<Plain, S, D>(job.filter, job.taps)), by_tile_(aliased(job.src, job.dst)) {
+      : sweep_(find_sweep<Plain, S, D>(job.filter, job.taps)), rows_(rows_at_once<S, D>(job.taps)),
+        by_tile_(aliased(job.src, job.dst)) {
     if constexpr (sizeof(S) == 4)
       if (job.filter == FixedFilter::kGauss)
         for (int k = 0; k < job.taps; ++k) kernel_[k] = f32(get(job.kernel + k));
   }
+  int rows() const { return rows_; }
   int shift() const { return 0; }
   const F32* kernel() const { return kernel_; }
   void operator()(const Stretch<S, D>& stretch, int /*x*/, int n) const {
@@ -363,6 +387,7 @@ class Painter {
     }
   }
   Sweep<S, D> sweep_;
+  int rows_;
   bool by_tile_;
   F32 kernel_[sizeof(S) == 4 ? kMostGaussTaps : 1];
 };
@@ -379,7 +404,9 @@ class Painter<Lum8u, Lum8s> {
       direct_ = find_sweep<Shifted, Lum8u, Lum8s>(job.filter, job.taps);
       shift_ = __builtin_ctz(unsigned(job.divisor));
     }
+    rows_ = direct_ ? rows_at_once<Lum8u, Lum8s>(job.taps) : rows_at_once<Lum8u, Lum16s>(job.taps);
   }
+  int rows() const { return rows_; }
   int shift() const { return shift_; }
   const F32* kernel() const { return nullptr; }
   void operator()(const Stretch<Lum8u, Lum8s>& stretch, int x, int n) const {
@@ -407,7 +434,7 @@ class Painter<Lum8u, Lum8s> {
   }
   Sweep<Lum8u, Lum16s> sums_;
   Sweep<Lum8u, Lum8s> direct_ = nullptr;
-  int shift_ = 0;
+  int rows_, shift_ = 0;
   Lum32f reciprocal_;
   int rounded_;  // the columns behind are truncated
 };
@@ -420,7 +447,7 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
   const Painter<S, D> painter(job);
   const Sides<S> sides(job);
   const int margin = sides.margin(job.taps), half = job.taps / 2, width = job.roi.width;
-  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : kRowsAtOnce<S>;
+  const int at_once = aliased(job.src, job.dst) ? kAliasedRows : painter.rows();
   constexpr int kMostSources = kMostRows + kMostGaussTaps - 1;
   const S* source[kMostSources];
   Sliders sliders;

@@ -33,7 +33,10 @@ template <Order O>
 inline Pair<O> times(Pair<O> a, int n) {
   return {a.first * i16(Lum16s(n)), a.second * i16(Lum16s(n))};
 }
-inline F32 twice(F32 a) { return a + a; }
+template <class V>
+inline V twice(V a) {
+  return a + a;
+}
 inline Eights widened(I16 a) { return {unpack_low_bytes(a, i16(0)), unpack_high_bytes(a, i16(0))}; }
 
 enum class Side { kLeft, kRight };
@@ -152,6 +155,14 @@ LUM_INLINE Eights weighted(I16 a, I16 b) {
   else
     return times(widened(a), A) + times(widened(b), B);
 }
+// Of the two bytes in a lane.
+template <int A, int B>
+LUM_INLINE I16 weighted(I16 a) {
+  if constexpr (A == 0 && B == 0) return i16(0);
+  if constexpr (A == 1 && B == 0) return low_bytes(a);
+  if constexpr (A == 0 && B == 1) return high_bytes(a);
+  return multiply_bytes(a, byte_pair(A, B));
+}
 // Of the even pixels k to the right and their right neighbours.
 LUM_INLINE I16 neighbour_sums(const auto& at, int k) {
   return kMultipliesBytes ? multiply_bytes(at(k), byte_pair(1, 1)) : low_bytes(at(k)) + low_bytes(at(k + 1));
@@ -163,8 +174,46 @@ LUM_INLINE I16 differences(const auto& at, int k) {
     return multiply_bytes(at(k - 2), byte_pair(Sign, 2 * Sign)) +
            multiply_bytes(at(k + 1), byte_pair(-2 * Sign, -Sign));
   const I16 outer = low_bytes(at(k - 2)) - low_bytes(at(k + 2)), inner = low_bytes(at(k - 1)) - low_bytes(at(k + 1));
-  return (outer + (inner + inner)) * i16(Sign);
+  return (outer + twice(inner)) * i16(Sign);
 }
+// What both the even and the odd pixels look at, in as few loads as there can be: half of those at an odd place reach
+// over the end of a cache line, and take as long as three.
+template <int Taps>
+struct Windows {
+  LUM_INLINE explicit Windows(const auto& at) {
+#pragma GCC unroll 16
+    for (int i = 0; i < kCount; ++i) v[i] = renewed(at(2 * i - Taps / 2));  // and not loaded again for every use
+  }
+  static constexpr int kCount = (Taps + 1) / 2;
+  I16 v[kCount];
+};
+// A kernel along a row, where bytes are multiplied.
+template <bool Odd, int... W, int... I>
+LUM_INLINE I16 sum(const I16* windows, std::integer_sequence<int, I...>) {
+  constexpr int weights[] = {0, W..., 0};
+  return (weighted<weights[2 * I + 1 - Odd], weights[2 * I + 2 - Odd]>(windows[I]) + ...);
+}
+template <int... W>
+LUM_INLINE EvenOdd sums(const auto& at) {
+  using Around = Windows<sizeof...(W)>;
+  const Around around(at);
+  constexpr std::make_integer_sequence<int, Around::kCount> all;
+  return {sum<false, W...>(around.v, all), sum<true, W...>(around.v, all)};
+}
+// Where they are not: the pixels that the even ones look at, of which those from the second on are what the odd ones
+// look at.
+template <int Taps>
+struct Neighbours {
+  LUM_INLINE explicit Neighbours(const auto& at) {
+    const Windows<Taps> around(at);
+#pragma GCC unroll 16
+    for (int i = 0; i < around.kCount; ++i) {
+      v[2 * i] = low_bytes(around.v[i]);
+      v[2 * i + 1] = high_bytes(around.v[i]);
+    }
+  }
+  I16 v[Taps + 1];
+};
 
 // Stages that a column goes through, from the top: what they give belongs to the last row.
 class Add {  // 1 1
@@ -257,28 +306,32 @@ struct D2x3 {
   static constexpr int taps = 3, sum = 0;
   using Down = Column<Subtract, Subtract>;
   F32 operator()(F32 a, F32 b, F32 c) const { return a - twice(b) + c; }
-  LUM_INLINE static Eights row(const auto& at) { return weighted<1, -2>(at(-1), at(0)) + widened(at(1)); }
+  LUM_INLINE static EvenOdd row(const auto& at) {
+    if constexpr (kMultipliesBytes) return sums<1, -2, 1>(at);
+    const auto [v] = Neighbours<3>(at);
+    const I16 d0 = v[1] - v[0], d1 = v[2] - v[1], d2 = v[3] - v[2];
+    return {d1 - d0, d2 - d1};
+  }
 };
 struct Sobel3 {
   static constexpr int taps = 3, sum = 4;
   using Down = Column<Add, Add>;
   F32 operator()(F32 a, F32 b, F32 c) const { return a + twice(b) + c; }
   LUM_INLINE static EvenOdd row(const auto& at) {
-    const I16 middle = neighbour_sums(at, 0);
-    return {neighbour_sums(at, -1) + middle, middle + neighbour_sums(at, 1)};
+    if constexpr (kMultipliesBytes) return sums<1, 2, 1>(at);
+    const auto [v] = Neighbours<3>(at);
+    const I16 middle = v[1] + v[2];
+    return {v[0] + v[1] + middle, middle + (v[2] + v[3])};
   }
 };
 struct Scharr3 {
   static constexpr int taps = 3, sum = 16;
   F32 operator()(F32 a, F32 b, F32 c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
   LUM_INLINE static EvenOdd row(const auto& at) {
-    const auto weighted = [&](int k) {
-      if constexpr (kMultipliesBytes)
-        return multiply_bytes(at(k - 1), byte_pair(3, 10)) + multiply_bytes(at(k + 1), byte_pair(3, 0));
-      else
-        return (low_bytes(at(k - 1)) + low_bytes(at(k + 1))) * i16(3) + low_bytes(at(k)) * i16(10);
-    };
-    return {weighted(0), weighted(1)};
+    if constexpr (kMultipliesBytes) return sums<3, 10, 3>(at);
+    const auto [v] = Neighbours<3>(at);
+    const auto weigh = [](I16 a, I16 b, I16 c) { return (a + c) * i16(3) + b * i16(10); };
+    return {weigh(v[0], v[1], v[2]), weigh(v[1], v[2], v[3])};
   }
 };
 struct Avr3 {
@@ -312,22 +365,13 @@ struct Sobel5 {
   using Down = Column<Add, Add, Add, Add>;
   F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + times(b, 4) + times(c, 6) + times(d, 4) + e; }
   LUM_INLINE static EvenOdd row(const auto& at) {
-    if constexpr (kMultipliesBytes) {
-      const BytePair first = byte_pair(1, 4), second = byte_pair(6, 4);
-      const auto weighted = [&](int k) {
-        return multiply_bytes(at(k - 2), first) + multiply_bytes(at(k), second) + low_bytes(at(k + 2));
-      };
-      return {weighted(0), weighted(1)};
-    } else {
-      I16 sums[6];
+    if constexpr (kMultipliesBytes) return sums<1, 4, 6, 4, 1>(at);
+    auto [v] = Neighbours<5>(at);
 #pragma GCC unroll 16
-      for (int k = 0; k < 6; ++k) sums[k] = low_bytes(at(k - 2));
+    for (int n = 5; n > 1; --n)
 #pragma GCC unroll 16
-      for (int n = 5; n > 1; --n)
-#pragma GCC unroll 16
-        for (int k = 0; k < n; ++k) sums[k] = sums[k] + sums[k + 1];
-      return {sums[0], sums[1]};
-    }
+      for (int k = 0; k < n; ++k) v[k] = v[k] + v[k + 1];
+    return {v[0], v[1]};
   }
 };
 struct Avr5 {
@@ -467,43 +511,40 @@ class IntegerLaplacian3 {
   Down first_, second_;
 };
 
-// 5x5 in integers: a / b / c / b / a with a = 2 4 4 4 2, b = 4 0 -8 0 4 and c = 4 -8 -24 -8 4. The outputs that a row
-// takes part in are summed up side by side; that needs fewer registers than the rows.
+// 5x5 in integers: the 3x3 one of what 1 2 1 along the rows and down the columns makes of the image. The last step here
+// is the latter.
 class IntegerLaplacian5 {
  public:
   static constexpr int taps = 5;
-  LUM_INLINE Eights down(const auto& at) {
-    const Eights outer = weighted<2, 2>(at(-2), at(2)), inner = weighted<4, 4>(at(-1), at(1)), middle = widened(at(0));
-    return {first_.push(outer.first, inner.first, middle.first),
-            second_.push(outer.second, inner.second, middle.second)};
+  LUM_INLINE EvenOdd down(const auto& at) {
+    I16 smooth[4];  // 1 2 1, from the left neighbours of the even pixels to the right ones of the odd
+    if constexpr (kMultipliesBytes) {
+      const auto [v] = Windows<5>(at);
+      smooth[0] = weighted<1, 2>(v[0]) + weighted<1, 0>(v[1]);
+      smooth[1] = weighted<0, 1>(v[0]) + weighted<2, 1>(v[1]);
+      smooth[2] = weighted<1, 2>(v[1]) + weighted<1, 0>(v[2]);
+      smooth[3] = weighted<0, 1>(v[1]) + weighted<2, 1>(v[2]);
+    } else {
+      auto [v] = Neighbours<5>(at);
+#pragma GCC unroll 16
+      for (int k = 0; k < 5; ++k) v[k] = v[k] + v[k + 1];
+#pragma GCC unroll 16
+      for (int k = 0; k < 4; ++k) smooth[k] = v[k] + v[k + 1];
+    }
+    return {first_.push(smooth[0] + smooth[2], smooth[1]), second_.push(smooth[1] + smooth[3], smooth[2])};
   }
-  LUM_INLINE Eights down_border(Lum8u value) { return down(bytes_of(value)); }
-  // One by one, they stay in registers.
-  LUM_INLINE void take_up(const IntegerLaplacian5& kept) {
-    first_.take_up(kept.first_);
-    second_.take_up(kept.second_);
-  }
+  LUM_INLINE EvenOdd down_border(Lum8u value) { return down(bytes_of(value)); }
 
  private:
   struct Down {
-    LUM_INLINE I16 push(I16 outer, I16 inner, I16 middle) {
-      middle = shift_left<2>(middle);
-      inner = inner + middle;
-      const I16 a = outer + inner, half_b = outer - middle, b = half_b + half_b, half_c = half_b - (inner + middle);
-      const I16 result = next + a;
-      next = second + b;
-      second = third + (half_c + half_c);
-      third = fourth + b;
-      fourth = a;
-      return result;
+    LUM_INLINE I16 push(I16 sides, I16 middle) {
+      const I16 result = before + sides;
+      before = last - shift_left<2>(middle);
+      last = sides;
+      return smooth(twice(result));
     }
-    LUM_INLINE void take_up(const Down& o) {
-      next = o.next;
-      second = o.second;
-      third = o.third;
-      fourth = o.fourth;
-    }
-    I16 next = {}, second = {}, third = {}, fourth = {};
+    I16 before = {}, last = {};
+    Column<Add, Add> smooth;
   };
   Down first_, second_;
 };
