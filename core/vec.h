@@ -157,6 +157,13 @@ inline F32 window(F32 low, F32 high) {
   return {_mm256_castsi256_ps(window<4 * K>(_mm256_castps_si256(low.v), _mm256_castps_si256(high.v)))};
 }
 
+// Of elements in a row, what begins two elements behind a and two in front of b. (A load there may reach over the end of
+// a cache line.)
+inline I16 between(I16 a, I16 b) {
+  const __m256 low = _mm256_castsi256_ps(a.v), high = _mm256_castsi256_ps(b.v);
+  return {_mm256_castps_si256(_mm256_shuffle_ps(low, high, _MM_SHUFFLE(2, 1, 2, 1)))};
+}
+
 inline I16 unpack_low(I16 a, I16 b) { return {_mm256_unpacklo_epi16(a.v, b.v)}; }
 inline I16 unpack_high(I16 a, I16 b) { return {_mm256_unpackhi_epi16(a.v, b.v)}; }
 inline I16 unpack_low_bytes(I16 a, I16 b) { return {_mm256_unpacklo_epi8(a.v, b.v)}; }
@@ -417,6 +424,11 @@ inline I16 window_bytes(I16 low, I16 high) {
 template <int K>
 inline F32 window(F32 low, F32 high) {
   return {_mm_castsi128_ps(window<4 * K>(_mm_castps_si128(low.v), _mm_castps_si128(high.v)))};
+}
+
+inline I16 between(I16 a, I16 b) {
+  const __m128 low = _mm_castsi128_ps(a.v), high = _mm_castsi128_ps(b.v);
+  return {_mm_castps_si128(_mm_shuffle_ps(low, high, _MM_SHUFFLE(2, 1, 2, 1)))};
 }
 
 inline I16 unpack_low(I16 a, I16 b) { return {_mm_unpacklo_epi16(a.v, b.v)}; }

@@ -12,6 +12,19 @@ struct AlongRow {
   const S* at(int k, int x) const { return e + x + C * k; }
 };
 
+// What few taps see of a row from p on, in as few loads as there can be: half of those at an odd place reach over the end
+// of a cache line, and take as long as three.
+template <class S, int N>
+struct SeenPairs {
+  LUM_INLINE explicit SeenPairs(const S* p) {
+    static_assert(N == 3 || N == 5);
+    v[0] = renewed(load(p));
+    v[N / 2] = renewed(load(p + N - 1));
+    if constexpr (N == 5) v[1] = between(v[0], v[2]);
+  }
+  I16 v[N / 2 + 1];
+};
+
 template <class S, int C, int N>
 struct RowSums {
   using V = I16;
@@ -30,27 +43,39 @@ struct RowSums {
           v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(e + x + C * k + i * V::lanes); }, finish);
   }
 
-  // One channel: neighbouring elements are neighbouring taps. Even outputs start their pairs at an even element, odd
-  // ones at an odd element; the last tap of an odd count takes both from one load, so no element behind it is read.
+  // One channel: neighbouring elements are neighbouring taps. Of few taps even and odd outputs pair the same elements.
+  // Of many, where there is no room for pairs of two kinds, even outputs start theirs at an even element, odd ones at an
+  // odd element. The last tap of an odd count takes both from one load, so no element behind it is read.
   template <int B, class Finish>
   LUM_INLINE void neighbours(V* v, const S* p, const Finish& finish) const {
     I32 even[B], odd[B];
-    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { even[i] = odd[i] = i32(0); });
-    repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
-      const I32 t = taps.at(j);
+    if constexpr (N > 0) {
       repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
-        even[i] = even[i] + multiply_pairs(load(p + i * V::lanes + 2 * j), t);
-        odd[i] = odd[i] + multiply_pairs(load(p + i * V::lanes + 2 * j + 1), t);
+        const SeenPairs<S, N> seen(p + i * V::lanes);
+        even[i] = multiply_pairs(seen.v[N / 2], taps.last);
+        odd[i] = multiply_pairs(seen.v[N / 2], taps.odd_pairs[N / 2]);
+        repeat<N / 2>(0, [&](int j) LUM_INLINE_LAMBDA {
+          even[i] = even[i] + multiply_pairs(seen.v[j], taps.pairs[j]);
+          odd[i] = odd[i] + multiply_pairs(seen.v[j], taps.odd_pairs[j]);
+        });
       });
-    });
-    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
-      if (taps.count() % 2) {
-        const I16 a = load(p + i * V::lanes + taps.count() - 1);
-        even[i] = even[i] + multiply_pairs(a, taps.last);
-        odd[i] = odd[i] + multiply_pairs(a, taps.last_for_odd);
+    } else {
+      repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { even[i] = odd[i] = i32(0); });
+      for (int j = 0; j < taps.count() / 2; ++j) {
+        const I32 t = taps.at(j);
+        repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+          even[i] = even[i] + multiply_pairs(load(p + i * V::lanes + 2 * j), t);
+          odd[i] = odd[i] + multiply_pairs(load(p + i * V::lanes + 2 * j + 1), t);
+        });
       }
-      v[i] = pack_even_odd(finish(even[i]), finish(odd[i]));
-    });
+      if (taps.count() % 2)
+        repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA {
+          const I16 a = load(p + i * V::lanes + taps.count() - 1);
+          even[i] = even[i] + multiply_pairs(a, taps.last);
+          odd[i] = odd[i] + multiply_pairs(a, taps.last_for_odd);
+        });
+    }
+    repeat<B>(B, [&](int i) LUM_INLINE_LAMBDA { v[i] = pack_even_odd(finish(even[i]), finish(odd[i])); });
   }
 
   template <class Finish>
@@ -75,15 +100,40 @@ struct ByteRowSums {
   LUM_INLINE void compute(V* v, int x, const Finish& finish) const {
     if constexpr (B == 1) return wide.template compute<1>(v, x, finish);
     const Lum8u* const p = wide.e + x;
-    I16 even = i16(0), odd = even;
-    repeat<N / 2>(taps.count() / 2, [&](int j) LUM_INLINE_LAMBDA {
-      even = even + multiply_bytes(load_bytes(p + 2 * j), taps.byte_pairs[j]);
-      odd = odd + multiply_bytes(load_bytes(p + 2 * j + 1), taps.byte_pairs[j]);
-    });
-    if (taps.count() % 2) {
-      const I16 end = load_bytes(p + taps.count() - 1);
-      even = even + multiply_bytes(end, taps.byte_last);
-      odd = odd + multiply_bytes(end, taps.byte_last_for_odd);
+    I16 even, odd;
+    if constexpr (N > 0 && !kMultipliesBytes) {
+      I16 seen[N + 1];
+      repeat<N / 2 + 1>(0, [&](int j) LUM_INLINE_LAMBDA {
+        const I16 bytes = renewed(load_bytes(p + 2 * j));
+        seen[2 * j] = low_bytes(bytes);
+        seen[2 * j + 1] = high_bytes(bytes);
+      });
+      even = seen[0] * taps.word(0);
+      odd = seen[1] * taps.word(0);
+      repeat<N - 1>(0, [&](int k) LUM_INLINE_LAMBDA {
+        even = even + seen[k + 1] * taps.word(k + 1);
+        odd = odd + seen[k + 2] * taps.word(k + 1);
+      });
+    } else if constexpr (N > 0) {
+      const I16 end = renewed(load_bytes(p + N - 1));
+      even = multiply_bytes(end, taps.byte_last);
+      odd = multiply_bytes(end, taps.byte_odd_pairs[N / 2]);
+      repeat<N / 2>(0, [&](int j) LUM_INLINE_LAMBDA {
+        const I16 bytes = renewed(load_bytes(p + 2 * j));
+        even = even + multiply_bytes(bytes, taps.byte_pairs[j]);
+        odd = odd + multiply_bytes(bytes, taps.byte_odd_pairs[j]);
+      });
+    } else {
+      even = odd = i16(0);
+      for (int j = 0; j < taps.count() / 2; ++j) {
+        even = even + multiply_bytes(load_bytes(p + 2 * j), taps.byte_pairs[j]);
+        odd = odd + multiply_bytes(load_bytes(p + 2 * j + 1), taps.byte_pairs[j]);
+      }
+      if (taps.count() % 2) {
+        const I16 end = load_bytes(p + taps.count() - 1);
+        even = even + multiply_bytes(end, taps.byte_last);
+        odd = odd + multiply_bytes(end, taps.byte_last_for_odd);
+      }
     }
     interleave(finished(even, finish), finished(odd, finish), v);
   }
@@ -97,11 +147,13 @@ template <int C, int N>
 struct FloatRowSums {
   using V = F32;
   static constexpr int kVectors = kFloatVectors<N>;
+  static constexpr int kAhead = 512;  // bytes that the processor does not ask for by itself, from page to page
   const Lum32f* e;
   FloatTaps<N> taps;
 
   template <int B>
   LUM_INLINE void compute(V* v, int x, Saturate) const {
+    if (B == kVectors) __builtin_prefetch(ahead(e + x, kAhead));
     ascending_sums<B>(v, taps, [&](int k, int i) LUM_INLINE_LAMBDA { return load(e + x + C * k + i * V::lanes); });
   }
   void element(Lum32f* d, int x, Saturate) const {

@@ -177,18 +177,23 @@ LUM_INLINE void copy(V* to, const V* from) {
   repeat<N>(0, [&](int i) LUM_INLINE_LAMBDA { to[i] = renewed(from[i]); });
 }
 
-// Pairs of integer taps. A count known at compile time keeps them in registers; 0 leaves them in the caller's memory.
+// Pairs of integer taps, and pairs of which the first tap belongs to the element in front. A count known at compile time
+// keeps them in registers; 0 leaves them in the caller's memory.
 template <int N>
 struct Taps {
   static_assert(N % 2 == 1);
-  I32 pairs[N / 2], last, last_for_odd;
+  I32 pairs[N / 2], last, odd_pairs[N / 2 + 1];
   const Lum16s* taps;
-  Taps(const Lum16s* kernel, int)
-      : last(pair(get(kernel + N - 1), 0)), last_for_odd(pair(0, get(kernel + N - 1))), taps(kernel) {
-    for (int j = 0; j < N / 2; ++j) pairs[j] = pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+  Taps(const Lum16s* kernel, int) : last(pair(get(kernel + N - 1), 0)), taps(kernel) {
+    odd_pairs[0] = pair(0, get(kernel));
+    for (int j = 0; j < N / 2; ++j) {
+      pairs[j] = pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+      odd_pairs[j + 1] = pair(get(kernel + 2 * j + 1), get(kernel + 2 * j + 2));
+    }
   }
-  Taps(const Taps& o) : last(renewed(o.last)), last_for_odd(renewed(o.last_for_odd)), taps(o.taps) {
+  Taps(const Taps& o) : last(renewed(o.last)), taps(o.taps) {
     copy<N / 2>(pairs, o.pairs);
+    copy<N / 2 + 1>(odd_pairs, o.odd_pairs);
   }
   static constexpr int count() { return N; }
   I32 at(int j) const { return pairs[j]; }
@@ -226,15 +231,31 @@ struct WideOrNarrowTaps : Taps<N> {
 // The same as factors of bytes.
 template <int N>
 struct ByteTaps : Taps<N> {
-  BytePair byte_pairs[(N ? N : kMostByteTaps) / 2], byte_last, byte_last_for_odd;
+  BytePair byte_pairs[N / 2], byte_last, byte_odd_pairs[N / 2 + 1];
+  ByteTaps(const Lum16s* kernel, int count) : Taps<N>(kernel, count), byte_last(byte_pair(get(kernel + N - 1), 0)) {
+    byte_odd_pairs[0] = byte_pair(0, get(kernel));
+    for (int j = 0; j < N / 2; ++j) {
+      byte_pairs[j] = byte_pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
+      byte_odd_pairs[j + 1] = byte_pair(get(kernel + 2 * j + 1), get(kernel + 2 * j + 2));
+    }
+  }
+  ByteTaps(const ByteTaps& o) : Taps<N>(o), byte_last(renewed(o.byte_last)) {
+    copy<N / 2>(byte_pairs, o.byte_pairs);
+    copy<N / 2 + 1>(byte_odd_pairs, o.byte_odd_pairs);
+  }
+  // Where bytes are not multiplied in pairs: one tap.
+  I16 word(int k) const { return word(k == N - 1 ? byte_last : byte_pairs[k / 2], k % 2); }
+
+ private:
+  static I16 word(const auto& pair, bool second) { return second ? pair.second : pair.first; }
+};
+template <>
+struct ByteTaps<0> : Taps<0> {
+  BytePair byte_pairs[kMostByteTaps / 2], byte_last, byte_last_for_odd;
   ByteTaps(const Lum16s* kernel, int count)
-      : Taps<N>(kernel, count), byte_last(byte_pair(get(kernel + count - 1), 0)),
+      : Taps<0>(kernel, count), byte_last(byte_pair(get(kernel + count - 1), 0)),
         byte_last_for_odd(byte_pair(0, get(kernel + count - 1))) {
     for (int j = 0; j < count / 2; ++j) byte_pairs[j] = byte_pair(get(kernel + 2 * j), get(kernel + 2 * j + 1));
-  }
-  ByteTaps(const ByteTaps& o)
-      : Taps<N>(o), byte_last(renewed(o.byte_last)), byte_last_for_odd(renewed(o.byte_last_for_odd)) {
-    copy<(N ? N : kMostByteTaps) / 2>(byte_pairs, o.byte_pairs);
   }
 };
 
