@@ -39,13 +39,18 @@ Measured on $(date +%F) by \`./bench.sh\`, the Release build for 64 bits.
 | x scalar | how many times faster than a plain loop of the same rule, compiled without vectors |
 | 1x1 | time of a call for one pixel, with the shipped library, which chooses the instruction set |
 | 3840x2160 and so on | "of copy" at that size, AVX2 / SSE3, one thread; the median of a group of lines |
-| threads 3840 and so on | how many times faster on all threads than on one, images of that width, AVX2 |
+| threads 3840 and so on | how many times faster on all threads than on one, in turns, images of that width, AVX2 |
 | small call | time per pixel at 64x64 by that at 1920x1080, AVX2 |
 
 Settings: the size of the mask, or K taps and the divisor. The taps are 1 2 1, 1 2 3 2 1 and so on; "fixed point" means
 taps and divisor times 256. All figures are medians: calls of all functions alternate in random order, and each time is
 compared with copies made right after it. Borders are replicated. Canny runs on the Sobel derivatives of
 \`images/camera.pgm\`, mirrored over the plane.
+
+On one thread a time counts if the core was this program's alone. Where it serves two at once, as hyperthreads do, a
+program gets only part of what the core can do, and cannot see the other one if that belongs to another guest of the
+machine; but a loop of vector additions, run before and after each time, then takes up to one and a half times as long.
+The plain loops are timed on as many rows as take a fraction of a millisecond.
 
 ![Fractions of the copy speed](images/performance.svg)
 

@@ -48,7 +48,9 @@ struct Figures {
 
   double seconds(const Line& line) const { return find(line).seconds; }
   double copy_fraction(const Line& line) const { return find(line).copy_fraction; }
+  double speedup(const Line& line) const { return find(line).speedup; }
   double bandwidth(const Line& line) const { return line.member->bytes(line.roi) / seconds(line); }
+  bool alone(const Line& line) const { return find(line).alone; }
   double against_scalar(const Line& line) const { return seconds(line.scalar()) / seconds(line); }
   void append(Row& row, const Line& line) const {
     row.insert(row.end(), {time_text(seconds(line)), text("%.1f", bandwidth(line) * 1e-9),
@@ -58,7 +60,7 @@ struct Figures {
  private:
   Result find(const Line& line) const {
     const auto at = results.find(line.name());
-    return at == results.end() ? Result{NAN, NAN} : at->second;
+    return at == results.end() ? Result{NAN, NAN, NAN, false} : at->second;
   }
 };
 
@@ -109,7 +111,7 @@ Row group_row(const Figures& figures, const std::string& name, const std::vector
     }
   for (const LumSize roi : kSizes)
     row.push_back(text("%.2f", median_of(group, [&](const Member& m) {
-                         return figures.seconds({&m, roi, "avx2", false}) / figures.seconds({&m, roi, "avx2", true});
+                         return figures.speedup({&m, roi, "avx2", true});
                        })));
   row.push_back(
       text("%.2f", median_of(group, [&](const Member& m) {
@@ -147,22 +149,34 @@ double median(std::vector<double> values) {
 }
 
 void print_lines(std::ostream& out, const std::vector<Line>& lines, const Results& results) {
-  std::vector<Row> rows = {{"function", "setting", "size", "level", "threads", "time", "GB/s", "of copy", "x scalar"}};
+  std::vector<Row> rows = {{"function", "setting", "size", "level", "threads", "time", "GB/s", "of copy", "x scalar",
+                            "x 1 thread", "alone"}};
   for (const Line& line : lines) {
     rows.push_back(
         {line.member->function, line.member->setting, size_text(line.roi), line.level, line.all_threads ? "all" : "1"});
-    Figures{results}.append(rows.back(), line);
+    const Figures figures{results};
+    figures.append(rows.back(), line);
+    rows.back().push_back(text("%.2f", figures.speedup(line)));
+    rows.back().push_back(line.all_threads ? "-" : figures.alone(line) ? "yes" : "no");
   }
   print_table(out, rows, 5);
 }
 
 void print_summary(std::ostream& out, const Results& results) {
-  out << "## " << size_text(kMain) << ", one thread\n";
+  const Figures figures{results};
+  int lines = 0, alone = 0;
+  for (const Member& member : members())
+    for (const char* level : {"avx2", "sse3"}) {
+      ++lines;
+      alone += figures.alone({&member, kMain, level, false});
+    }
+  out << "## " << size_text(kMain) << ", one thread\n\n"
+      << alone << " of " << lines << " times were taken alone on the core.\n";
   std::set<std::string> families;
   for (const Member& member : members())
-    if (families.insert(member.family).second) print_family(out, {results}, member.family);
+    if (families.insert(member.family).second) print_family(out, figures, member.family);
   out << "\n## All sizes, and all threads\n\n";
-  print_groups(out, {results});
+  print_groups(out, figures);
 }
 
 }  // namespace bench

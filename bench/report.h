@@ -24,6 +24,8 @@ struct Line {
 struct Result {
   double seconds;        // of a call
   double copy_fraction;  // copying as many bytes takes this part of it
+  double speedup;        // against one thread, where all were used
+  bool alone;            // no other program ran on the core
 };
 using Results = std::map<std::string, Result>;
 
