@@ -263,7 +263,8 @@ void sweep(const Stretch<S, D>& stretch) {
 }
 template <int K>
 void gauss_sweep(const Stretch<Lum32f, Lum32f>& stretch) {
-  sweep_with<Plain>([kernel = stretch.kernel] { return Gauss<K>(kernel); }, stretch);
+  const GaussTaps<K> kernel(stretch.kernel);
+  sweep_with<Plain>([&] { return Gauss<K>(kernel); }, stretch);
 }
 
 // Filters that integers have a shorter way to. (Floats have another sign of zero the shorter way round.)

@@ -584,12 +584,28 @@ class Mean {
   Separable<S, Rule, Rule> sums_;
 };
 
+// The taps from the outermost to the one in the middle. Few have room in registers; the compiler loads those in memory
+// again for every row, since it has stored something in between.
+template <int K>
+class GaussTaps {
+ public:
+  explicit GaussTaps(const F32* kernel) : kernel_(kernel) {
+    repeat<kFew>(0, [&](int k) LUM_INLINE_LAMBDA { few_[k] = renewed(kernel[k]); });
+  }
+  F32 operator[](int k) const { return kFew ? few_[k] : kernel_[k]; }
+
+ private:
+  static constexpr int kFew = K <= 5 ? K / 2 + 1 : 0;
+  const F32* kernel_;
+  F32 few_[kFew + 1];
+};
+
 // A pass of K taps along rows, and the same down the columns.
 template <int K>
 class Gauss {
  public:
   static constexpr int taps = K;
-  explicit Gauss(const F32* kernel) : kernel_(kernel) {}
+  explicit Gauss(const GaussTaps<K>& kernel) : kernel_(kernel) {}
   // All but the kernel, which the compiler then knows not to change.
   LUM_INLINE void take_up(const Gauss& kept) {
 #pragma GCC unroll 16
@@ -630,7 +646,7 @@ class Gauss {
   }
 
  private:
-  const F32* kernel_;
+  const GaussTaps<K>& kernel_;
   F32 sums_[K - 1] = {};  // of the outputs to come, from the next one on
 };
 
