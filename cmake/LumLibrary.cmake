@@ -46,6 +46,10 @@ function(lum_level_objects name)
     target_compile_definitions(${name}_${level} PRIVATE LUM_LEVEL=${level})
     if(LUM_SANITIZE AND NOT level STREQUAL LUM_SANITIZED_LEVEL)
       target_compile_options(${name}_${level} PRIVATE -fno-sanitize=all)
+    elseif(LUM_SANITIZE AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+      # Checks of every address, which take most of the compile time. AddressSanitizer tells of bad accesses, and the
+      # 64-bit build has these checks.
+      target_compile_options(${name}_${level} PRIVATE -fno-sanitize=null,alignment,object-size,pointer-overflow)
     endif()
   endforeach()
 endfunction()
