@@ -145,10 +145,11 @@ constexpr bool kTwoBeside = sizeof(void*) == 8 && sizeof(Slider) <= (sizeof(S) =
                             (sizeof(S) == 4 || !kMultipliesBytes || std::is_same_v<D, Lum8u>);
 
 // Rows that are written out one below the other, so that what a slider keeps of them need not move from register to
-// register. Where it keeps more than there are registers, that takes longer.
+// register. Where it keeps more than there are registers, and with the few of 32 bits, that takes longer.
 template <class D, class Slider>
 constexpr int kWrittenOut = [] {
-  if (sizeof(D) == 4 || std::is_same_v<D, Lum8u> || std::is_same_v<Slider, IntegerLaplacian5>) return 1;
+  if (sizeof(void*) == 4 || sizeof(D) == 4 || std::is_same_v<D, Lum8u> || std::is_same_v<Slider, IntegerLaplacian5>)
+    return 1;
   return kMultipliesBytes && Slider::taps == 3 && sizeof(D) == 2 ? 8 : 4;
 }();
 
@@ -263,8 +264,12 @@ void sweep(const Stretch<S, D>& stretch) {
 }
 template <int K>
 void gauss_sweep(const Stretch<Lum32f, Lum32f>& stretch) {
-  const GaussTaps<K> kernel(stretch.kernel);
-  sweep_with<Plain>([&] { return Gauss<K>(kernel); }, stretch);
+  if constexpr (kTapsInRegisters<K>) {
+    const TapsInRegisters<K> kernel(stretch.kernel);
+    sweep_with<Plain>([&] { return Gauss<K>(kernel); }, stretch);
+  } else {
+    sweep_with<Plain>([kernel = stretch.kernel] { return Gauss<K>(kernel); }, stretch);
+  }
 }
 
 // Filters that integers have a shorter way to. (Floats have another sign of zero the shorter way round.)

@@ -37,8 +37,9 @@ template <class V>
 inline V twice(V a) {
   return a + a;
 }
-// The same by a product: the units for products have nothing else to do where kernels of three taps are sums.
-inline F32 doubled(F32 a) { return a * renewed(f32(2)); }
+// The same by a product, if there is a register for the factor: the units for products have nothing else to do where
+// kernels of three taps are sums.
+inline F32 doubled(F32 a) { return sizeof(void*) == 8 ? a * renewed(f32(2)) : twice(a); }
 inline Eights widened(I16 a) { return {unpack_low_bytes(a, i16(0)), unpack_high_bytes(a, i16(0))}; }
 
 enum class Side { kLeft, kRight };
@@ -584,28 +585,29 @@ class Mean {
   Separable<S, Rule, Rule> sums_;
 };
 
-// The taps from the outermost to the one in the middle. Few have room in registers; the compiler loads those in memory
-// again for every row, since it has stored something in between.
+// The taps from the outermost to the one in the middle. Few have room in the registers that there are in 64 bits; the
+// compiler loads those in memory again for every row, since it has stored something in between.
 template <int K>
-class GaussTaps {
+class TapsInRegisters {
  public:
-  explicit GaussTaps(const F32* kernel) : kernel_(kernel) {
-    repeat<kFew>(0, [&](int k) LUM_INLINE_LAMBDA { few_[k] = renewed(kernel[k]); });
+  explicit TapsInRegisters(const F32* kernel) {
+    repeat<K / 2 + 1>(0, [&](int k) LUM_INLINE_LAMBDA { taps_[k] = renewed(kernel[k]); });
   }
-  F32 operator[](int k) const { return kFew ? few_[k] : kernel_[k]; }
+  F32 operator[](int k) const { return taps_[k]; }
 
  private:
-  static constexpr int kFew = K <= 5 ? K / 2 + 1 : 0;
-  const F32* kernel_;
-  F32 few_[kFew + 1];
+  F32 taps_[K / 2 + 1];
 };
+template <int K>
+constexpr bool kTapsInRegisters = sizeof(void*) == 8 && K <= 5;
 
 // A pass of K taps along rows, and the same down the columns.
 template <int K>
 class Gauss {
  public:
   static constexpr int taps = K;
-  explicit Gauss(const GaussTaps<K>& kernel) : kernel_(kernel) {}
+  using Kernel = std::conditional_t<kTapsInRegisters<K>, const TapsInRegisters<K>&, const F32*>;
+  explicit Gauss(Kernel kernel) : kernel_(kernel) {}
   // All but the kernel, which the compiler then knows not to change.
   LUM_INLINE void take_up(const Gauss& kept) {
 #pragma GCC unroll 16
@@ -646,7 +648,7 @@ class Gauss {
   }
 
  private:
-  const GaussTaps<K>& kernel_;
+  Kernel kernel_;
   F32 sums_[K - 1] = {};  // of the outputs to come, from the next one on
 };
 
