@@ -64,7 +64,7 @@ Timing time_of(const Run& run, clockid_t clock, double patience) {
 
 // In seconds: most for the lines that are shown in full.
 bool is_full(const Line& line) { return line.roi.width == kMain.width && !line.all_threads && line.level != "scalar"; }
-double patience(const Line& line) { return is_full(line) ? 0.06 : 0.012; }
+double patience(const Line& line) { return is_full(line) ? 0.02 : 0.006; }
 
 // Copying between two blocks of half as many bytes each reads and writes as many as the call.
 Timing copy_time(double bytes, clockid_t clock, double patience) {
@@ -75,7 +75,7 @@ Timing copy_time(double bytes, clockid_t clock, double patience) {
 // All threads and one take turns, since all cores together are hardly ever left alone.
 template <class Call>
 void run_on_all_threads(benchmark::State& state, const Line& line, const Call& call, int most_threads) {
-  constexpr double kTurn = 2e-3;
+  constexpr double kTurn = 1e-3;
   const auto seconds_of_each = [&](int threads, int n) {
     lumSetNumThreads(threads);
     call();  // wakes them
@@ -89,7 +89,7 @@ void run_on_all_threads(benchmark::State& state, const Line& line, const Call& c
   const int n = 1 + int(kTurn / std::max(seconds_of_each(1, 1), 1e-8));
   std::vector<double> all, ratios;
   for (auto _ : state) {
-    for (int turn = 0; turn < 5; ++turn) {
+    for (int turn = 0; turn < 3; ++turn) {
       all.push_back(seconds_of_each(most_threads, n));
       ratios.push_back(seconds_of_each(1, n) / all.back());
     }
@@ -128,8 +128,9 @@ void run_scalar(benchmark::State& state, const Line& line) {
   const Scalar loop = scalar(line.member->function);
   fill_destination(job, *line.member);
   const auto seconds = [&](double patience) { return time_of([&] { loop(job); }, CLOCK_THREAD_CPUTIME_ID, patience); };
-  const int rows = job.roi.height;
-  job.roi.height = std::clamp(int(rows * kLongest / seconds(0).seconds), 1, rows);
+  const int rows = job.roi.height, some = std::min(rows, 8);
+  job.roi.height = some;
+  job.roi.height = std::clamp(int(some * kLongest / seconds(0).seconds), 1, rows);
   Timing time = {};
   for (auto _ : state) {
     time = seconds(patience(line));
