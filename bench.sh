@@ -47,9 +47,10 @@ taps and divisor times 256. All figures are medians: calls of all functions alte
 compared with copies made right after it. Borders are replicated. Canny runs on the Sobel derivatives of
 \`images/camera.pgm\`, mirrored over the plane.
 
-On one thread only times count at which the core was this program's alone, if there are some. Where it serves two, as hyperthreads do, a
-program gets only part of what the core can do, and cannot see the other one if that belongs to another guest of the
-machine; but a loop of vector additions, run before and after each time, then takes up to one and a half times as long.
+On one thread only times count at which the core was this program's alone, if there are some. Where it serves two, as
+hyperthreads do, a program gets only part of what the core can do, and cannot see the other one if that belongs to
+another guest of the machine; but a loop of vector additions, run before and after each time, then takes up to one and a
+half times as long.
 The plain loops are timed on as many rows as take a fraction of a millisecond.
 
 ![Fractions of the copy speed](images/performance.svg)
