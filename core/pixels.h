@@ -147,10 +147,21 @@ inline Eight selected(Eight, const Lum8u* mask) { return nonzero(mask); }
 inline Eight load_eight(const Lum32f* p) { return load(p); }
 inline I32 lanes(Eight mask) { return {_mm256_castps_si256(mask.v)}; }  // -1 where selected
 
-using Sixteen = U16;
-// Of the four fours of words the first and the third; the others.
-inline Eight even_fours(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_unpacklo_epi16(v.v, _mm256_setzero_si256()))}; }
-inline Eight odd_fours(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_unpackhi_epi16(v.v, _mm256_setzero_si256()))}; }
+struct Sixteen {
+  U16 words;
+  static constexpr int lanes = 16;
+};
+inline Eight even_words(Sixteen v) {
+  return {_mm256_cvtepi32_ps(_mm256_and_si256(v.words.v, _mm256_set1_epi32(0xFFFF)))};
+}
+inline Eight odd_words(Sixteen v) { return {_mm256_cvtepi32_ps(_mm256_srli_epi32(v.words.v, 16))}; }
+inline Sixteen absolute_difference(Sixteen a, Sixteen b) { return {absolute_difference(a.words, b.words)}; }
+// The bytes of a mask as words: to take the sign of one, zero or plus, is all that a word needs.
+struct MaskWords {
+  U16 bytes;
+};
+inline MaskWords selected(Sixteen, const Lum8u* mask) { return {{load(mask).v}}; }
+inline Sixteen operator&(Sixteen a, MaskWords mask) { return {{_mm256_sign_epi16(a.words.v, mask.bytes.v)}}; }
 
 #else
 
@@ -189,13 +200,12 @@ struct Sixteen {
   U16 low, high;
   static constexpr int lanes = 16;
 };
-inline Eight even_fours(Sixteen v) {
-  const __m128i zero = _mm_setzero_si128();
-  return eight(_mm_cvtepi32_ps(_mm_unpacklo_epi16(v.low.v, zero)), _mm_cvtepi32_ps(_mm_unpacklo_epi16(v.high.v, zero)));
+inline Eight even_words(Sixteen v) {
+  const __m128i word = _mm_set1_epi32(0xFFFF);
+  return eight(_mm_cvtepi32_ps(_mm_and_si128(v.low.v, word)), _mm_cvtepi32_ps(_mm_and_si128(v.high.v, word)));
 }
-inline Eight odd_fours(Sixteen v) {
-  const __m128i zero = _mm_setzero_si128();
-  return eight(_mm_cvtepi32_ps(_mm_unpackhi_epi16(v.low.v, zero)), _mm_cvtepi32_ps(_mm_unpackhi_epi16(v.high.v, zero)));
+inline Eight odd_words(Sixteen v) {
+  return eight(_mm_cvtepi32_ps(_mm_srli_epi32(v.low.v, 16)), _mm_cvtepi32_ps(_mm_srli_epi32(v.high.v, 16)));
 }
 inline Sixteen operator&(Sixteen a, Sixteen b) { return {a.low & b.low, a.high & b.high}; }
 inline Sixteen absolute_difference(Sixteen a, Sixteen b) {
@@ -281,20 +291,23 @@ template <>
 struct Load<Eight, 3> {
   static Eight pixels(const Lum32f* p) { return eight(four_thirds(p), four_thirds(p + 12)); }
 };
-#ifndef __AVX2__
 template <int Channels>
 struct Load<Sixteen, Channels> {
   static Sixteen pixels(const Lum16u* p) {
-    return {Load<U16, Channels>::pixels(p), Load<U16, Channels>::pixels(p + 8 * Channels)};
+    const auto words = [p](int x) { return Load<U16, Channels>::pixels(p + x * Channels); };
+#ifdef __AVX2__
+    return {words(0)};
+#else
+    return {words(0), words(U16::lanes)};
+#endif
   }
 };
-#endif
 template <class V, int Channels, class S>
 inline V load_pixels(const S* p) {
   return Load<V, Channels>::pixels(p);
 }
 template <class V>
-inline V selected(const Lum8u* mask) {
+inline auto selected(const Lum8u* mask) {
   return selected(V{}, mask);
 }
 
@@ -307,7 +320,7 @@ inline V load_last_pixels(const S* p, int n) {
   return load_pixels<V, Channels>(copy);
 }
 template <class V>
-inline V selected_last(const Lum8u* mask, int n) {
+inline auto selected_last(const Lum8u* mask, int n) {
   if (n < 1 || n >= V::lanes) __builtin_unreachable();
   Lum8u copy[V::lanes] = {};
   memcpy(copy, mask, n);
@@ -323,6 +336,11 @@ struct Two {
 inline Two operator+(Two a, Two b) { return {_mm_add_pd(a.v, b.v)}; }
 inline __m128d both(Two a) { return _mm_add_sd(a.v, _mm_unpackhi_pd(a.v, a.v)); }
 inline Lum64f sum(Two a) { return _mm_cvtsd_f64(both(a)); }
+// The high half of the lanes goes onto the low one, and the four that are left are widened.
+inline Two widened_sum(Eight a) {
+  const __m128 four = _mm_add_ps(low_half(a), high_half(a));
+  return Two{_mm_cvtps_pd(four)} + Two{_mm_cvtps_pd(_mm_movehl_ps(four, four))};
+}
 // Rounded to single precision. GCC 12 drops the cast of a double to single and back where it does so to two at once.
 inline Lum32f single_sum(Two a) { return _mm_cvtss_f32(_mm_cvtsd_ss(_mm_setzero_ps(), both(a))); }
 

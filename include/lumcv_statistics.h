@@ -30,7 +30,7 @@ extern "C" {
  * **Precision.** It depends on the element type, and some of it shows:
  * - 8u, 8s: `Inf` and `L2` are exact (the sum, before its root). `L1` sums in 32 bits for each thread, and a sum above
  *   2147483647 wraps: the result is too small then, perhaps negative.
- * - 16u: `Inf` and `L1` are exact. The squares of `L2` are single precision, so even one may be rounded; runs of 256
+ * - 16u: `Inf` and `L1` are exact. The squares of `L2` are single precision, so even one may be rounded; runs of 512
  *   pixels of a row are summed in single precision, in sixteen lanes (pixel x in lane x mod 16), the runs in double.
  * - 32f: differences, squares and the sum of a row are single precision, the rows are added in double and the total is
  *   rounded to single precision again. A row is summed in eight lanes (pixel x in lane x mod 8), what is left of it in

@@ -31,12 +31,17 @@ std::array<Lum32f, 2> lane_sums(int n, const Value& value) {
   sums.add_row(n, value);
   return sums.folded();
 }
-// The same of n values in sixteen lanes, which are folded to eight first, each odd four onto an even one.
+// Of n values in sixteen lanes, each odd one of which goes onto an even one, then the upper four of those onto the lower.
 template <class Value>
-std::array<Lum32f, 2> wide_lane_sums(int n, const Value& value) {
+std::array<Lum64f, 2> wide_lane_sums(int n, const Value& value) {
   Lum32f lanes[16] = {};
   for (int x = 0; x < n; ++x) lanes[x % 16] += value(x);
-  return lane_sums(8, [&](int i) { return lanes[i + i / 4 * 4] + lanes[i + i / 4 * 4 + 4]; });
+  Lum64f four[4];
+  for (int i = 0; i < 4; ++i) {
+    const Lum32f* const low = lanes + 2 * i;
+    four[i] = (low[0] + low[1]) + (low[8] + low[9]);
+  }
+  return {four[0] + four[2], four[1] + four[3]};
 }
 
 enum Norm { Inf, L1, L2 };
@@ -53,7 +58,7 @@ Magnitude<S> magnitude(Magnitude<S> value) {
 // What a band of rows measures; value(x, y) is a magnitude, 0 where the mask leaves the pixel out.
 template <class S, class Value>
 Lum64f band_norm(Norm norm, int width, int begin, int end, const Value& value) {
-  constexpr int run = sizeof(S) == 2 ? 256 : INT_MAX;
+  constexpr int run = sizeof(S) == 2 ? 512 : INT_MAX;
   Magnitude<S> largest = 0;
   long long sum = 0;
   Lum64f sums[2] = {0, 0};
@@ -65,8 +70,8 @@ Lum64f band_norm(Norm norm, int width, int begin, int end, const Value& value) {
           return norm == L2 ? v * v : v;
         };
         const int n = std::min(run, width - first);
-        const auto two = sizeof(S) == 2 ? wide_lane_sums(n, term) : lane_sums(n, term);
-        sums[0] += two[0], sums[1] += two[1];
+        const auto add = [&](const auto& two) { sums[0] += two[0], sums[1] += two[1]; };
+        sizeof(S) == 2 ? add(wide_lane_sums(n, term)) : add(lane_sums(n, term));
       }
       continue;
     }

@@ -86,21 +86,19 @@ class IntegerSum {
 };
 
 // The sum of the squares of words, which have more digits than single precision. Each is rounded to it; runs of a row are
-// summed in sixteen lanes, pixel x in lane x mod 16. At the end of a run the second and the fourth four of the lanes go
-// onto the first and the third, those eight are folded like those of other sums, and runs are added in double.
+// summed in sixteen lanes, pixel x in lane x mod 16. At the end of a run each odd lane goes onto the even one before it,
+// the upper four of those eight onto the lower four, and these are added in double.
 class WordSquares {
  public:
   using Vector = Sixteen;
-  static constexpr int run = 256;
+  static constexpr int run = 512;
   LUM_INLINE void add(Sixteen v, int) {
-    const Eight even = even_fours(v), odd = odd_fours(v);
+    const Eight even = even_words(v), odd = odd_words(v);
     even_ = even_ + even * even;
     odd_ = odd_ + odd * odd;
   }
   LUM_INLINE void end_run() {
-    LaneSum lanes;
-    lanes.add(even_ + odd_);
-    sum_ = sum_ + lanes.fold();
+    sum_ = sum_ + widened_sum(even_ + odd_);
     even_ = odd_ = Eight{};
   }
   LUM_INLINE Lum64f total() const { return sum(sum_); }
@@ -179,7 +177,7 @@ struct Sums {
   using V = typename Sum::Vector;
 
   // A block of n pixels of one or two images.
-  LUM_INLINE void add(V a, V b, V selected, int n) {
+  LUM_INLINE void add(V a, V b, auto selected, int n) {
     if constexpr (Measured::two_images)
       first.add(difference<S>(a, b) & selected, n);
     else
