@@ -144,8 +144,8 @@ constexpr int kColumns = BlockOf<S>::columns;
 // Float sums run in ascending order; where the order written here differs, it is the rule (5-tap Dx cancels exactly on
 // equal pixels) or exact (doubling). Integer sums are exact in any order: theirs is the shortest.
 //
-// A kernel on floats; on bytes along a row, where at(k) gives the block's bytes k to the right; on what comes out of those
-// down the columns.
+// A kernel on floats; on bytes along a row, where at(k) gives the block's bytes k to the right; on integers down the
+// columns.
 
 // Of two blocks of bytes.
 template <int A, int B>
@@ -294,21 +294,98 @@ class Column<First, Rest...> {
   Column<Rest...> rest_;
 };
 
-struct Dx3 {
-  static constexpr int taps = 3, sum = 0;
-  using Down = Column<SubtractAcross>;
-  F32 operator()(F32 a, F32, F32 c) const { return c - a; }
+// Kernels on floats, along a row, where at(k) gives the floats under tap k, and down the columns, a row at a time.
+
+// A weighted sum in ascending order; the first weight is positive.
+template <int... W>
+struct FloatSum {
+  static constexpr int taps = sizeof...(W), sum = (W + ...);
+  LUM_INLINE static F32 along(const auto& at) { return sum_along<taps - 1>(at); }
+
+  // The sums that a row takes part in grow side by side: else each addition waited for the one before.
+  class Down {
+   public:
+    LUM_INLINE F32 operator()(F32 row) {
+      const F32 result = plus<taps - 1>(sums_[taps - 2], row);
+      grow<taps - 2>(row);
+      return result;
+    }
+
+   private:
+    template <int K>
+    LUM_INLINE void grow(F32 row) {
+      if constexpr (K == 0) {
+        sums_[0] = weighed<0>(row);
+      } else {
+        sums_[K] = plus<K>(sums_[K - 1], row);
+        grow<K - 1>(row);
+      }
+    }
+    F32 sums_[taps - 1] = {};  // of the outputs to come; that of the next one last
+  };
+
+ private:
+  static constexpr int weights[] = {W...};
+  template <int K>
+  LUM_INLINE static F32 sum_along(const auto& at) {
+    if constexpr (K == 0)
+      return weighed<0>(at(0));
+    else
+      return plus<K>(sum_along<K - 1>(at), at(K));
+  }
+  template <int K>
+  LUM_INLINE static F32 plus(F32 sum, F32 a) {
+    if constexpr (weights[K] == 0) return sum;
+    if constexpr (weights[K] < 0) return sum - weighed<K>(a);
+    return sum + weighed<K>(a);
+  }
+  // By the magnitude.
+  template <int K>
+  LUM_INLINE static F32 weighed(F32 a) {
+    constexpr int n = weights[K] < 0 ? -weights[K] : weights[K];
+    if constexpr (n == 1) return a;
+    if constexpr (n == 2) return doubled(a);
+    return times(a, n);
+  }
+};
+
+// Whatever Rule makes of the floats under its taps.
+template <class Rule, int Taps>
+struct FloatRule {
+  static constexpr int taps = Taps, sum = 0;
+  LUM_INLINE static F32 along(const auto& at) { return apply(at, std::make_integer_sequence<int, taps>()); }
+
+  class Down {
+   public:
+    LUM_INLINE F32 operator()(F32 row) {
+#pragma GCC unroll 16
+      for (int k = 0; k < taps - 1; ++k) rows_[k] = rows_[k + 1];
+      rows_[taps - 1] = row;
+      return along([&](int k) { return rows_[k]; });
+    }
+
+   private:
+    F32 rows_[taps] = {};
+  };
+
+ private:
+  template <int... K>
+  LUM_INLINE static F32 apply(const auto& at, std::integer_sequence<int, K...>) {
+    return Rule::floats(at(K)...);
+  }
+};
+
+struct Dx3 : FloatRule<Dx3, 3> {
+  using IntegerDown = Column<SubtractAcross>;
+  static F32 floats(F32 a, F32, F32 c) { return c - a; }
   LUM_INLINE static Eights row(const auto& at) { return weighted<-1, 1>(at(-1), at(1)); }
 };
-struct DxNeg3 {
-  static constexpr int taps = 3, sum = 0;
-  F32 operator()(F32 a, F32, F32 c) const { return a - c; }
+struct DxNeg3 : FloatRule<DxNeg3, 3> {
+  static F32 floats(F32 a, F32, F32 c) { return a - c; }
   LUM_INLINE static Eights row(const auto& at) { return weighted<1, -1>(at(-1), at(1)); }
 };
-struct D2x3 {
-  static constexpr int taps = 3, sum = 0;
-  using Down = Column<Subtract, Subtract>;
-  F32 operator()(F32 a, F32 b, F32 c) const { return a - doubled(b) + c; }
+struct D2x3 : FloatSum<1, -2, 1> {
+  using IntegerDown = Column<Subtract, Subtract>;
   LUM_INLINE static EvenOdd row(const auto& at) {
     if constexpr (kMultipliesBytes) return sums<1, -2, 1>(at);
     const auto [v] = Neighbours<3>(at);
@@ -316,10 +393,8 @@ struct D2x3 {
     return {d1 - d0, d2 - d1};
   }
 };
-struct Sobel3 {
-  static constexpr int taps = 3, sum = 4;
-  using Down = Column<Add, Add>;
-  F32 operator()(F32 a, F32 b, F32 c) const { return a + doubled(b) + c; }
+struct Sobel3 : FloatSum<1, 2, 1> {
+  using IntegerDown = Column<Add, Add>;
   LUM_INLINE static EvenOdd row(const auto& at) {
     if constexpr (kMultipliesBytes) return sums<1, 2, 1>(at);
     const auto [v] = Neighbours<3>(at);
@@ -327,9 +402,7 @@ struct Sobel3 {
     return {v[0] + v[1] + middle, middle + (v[2] + v[3])};
   }
 };
-struct Scharr3 {
-  static constexpr int taps = 3, sum = 16;
-  F32 operator()(F32 a, F32 b, F32 c) const { return times(a, 3) + times(b, 10) + times(c, 3); }
+struct Scharr3 : FloatSum<3, 10, 3> {
   LUM_INLINE static EvenOdd row(const auto& at) {
     if constexpr (kMultipliesBytes) return sums<3, 10, 3>(at);
     const auto [v] = Neighbours<3>(at);
@@ -337,36 +410,28 @@ struct Scharr3 {
     return {weigh(v[0], v[1], v[2]), weigh(v[1], v[2], v[3])};
   }
 };
-struct Avr3 {
-  static constexpr int taps = 3, sum = 3;
-  using Down = Column<Box3>;
-  F32 operator()(F32 a, F32 b, F32 c) const { return a + b + c; }
+struct Avr3 : FloatSum<1, 1, 1> {
+  using IntegerDown = Column<Box3>;
   LUM_INLINE static EvenOdd row(const auto& at) {
     const I16 middle = neighbour_sums(at, 0);
     return {low_bytes(at(-1)) + middle, middle + low_bytes(at(2))};
   }
 };
-struct DxNeg5 {
-  static constexpr int taps = 5, sum = 0;
-  F32 operator()(F32 a, F32 b, F32, F32 d, F32 e) const { return (a - e) + twice(b - d); }
+struct DxNeg5 : FloatRule<DxNeg5, 5> {
+  static F32 floats(F32 a, F32 b, F32, F32 d, F32 e) { return (a - e) + twice(b - d); }
   LUM_INLINE static EvenOdd row(const auto& at) { return {differences<1>(at, 0), differences<1>(at, 1)}; }
 };
-struct Dx5 {
-  static constexpr int taps = 5, sum = 0;
-  using Down = Column<SubtractAcross, Add, Add>;
-  F32 operator()(F32 a, F32 b, F32, F32 d, F32 e) const { return (e - a) + twice(d - b); }
+struct Dx5 : FloatRule<Dx5, 5> {
+  using IntegerDown = Column<SubtractAcross, Add, Add>;
+  static F32 floats(F32 a, F32 b, F32, F32 d, F32 e) { return (e - a) + twice(d - b); }
   LUM_INLINE static EvenOdd row(const auto& at) { return {differences<-1>(at, 0), differences<-1>(at, 1)}; }
 };
-struct D2x5 {
-  static constexpr int taps = 5, sum = 0;
-  using Down = Column<SubtractAcross, SubtractAcross>;
-  F32 operator()(F32 a, F32, F32 c, F32, F32 e) const { return a - twice(c) + e; }
+struct D2x5 : FloatSum<1, 0, -2, 0, 1> {
+  using IntegerDown = Column<SubtractAcross, SubtractAcross>;
   LUM_INLINE static Eights row(const auto& at) { return weighted<1, -2>(at(-2), at(0)) + widened(at(2)); }
 };
-struct Sobel5 {
-  static constexpr int taps = 5, sum = 16;
-  using Down = Column<Add, Add, Add, Add>;
-  F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + times(b, 4) + times(c, 6) + times(d, 4) + e; }
+struct Sobel5 : FloatSum<1, 4, 6, 4, 1> {
+  using IntegerDown = Column<Add, Add, Add, Add>;
   LUM_INLINE static EvenOdd row(const auto& at) {
     if constexpr (kMultipliesBytes) return sums<1, 4, 6, 4, 1>(at);
     auto [v] = Neighbours<5>(at);
@@ -377,10 +442,8 @@ struct Sobel5 {
     return {v[0], v[1]};
   }
 };
-struct Avr5 {
-  static constexpr int taps = 5, sum = 5;
-  using Down = Column<Box5>;
-  F32 operator()(F32 a, F32 b, F32 c, F32 d, F32 e) const { return a + b + c + d + e; }
+struct Avr5 : FloatSum<1, 1, 1, 1, 1> {
+  using IntegerDown = Column<Box5>;
   LUM_INLINE static EvenOdd row(const auto& at) {
     const I16 middle = neighbour_sums(at, -1) + neighbour_sums(at, 1);
     return {low_bytes(at(-2)) + middle, middle + low_bytes(at(3))};
@@ -388,19 +451,14 @@ struct Avr5 {
 };
 template <class Rule>
 struct Negated {
-  static constexpr int taps = Rule::taps;
-  F32 operator()(auto... v) const { return -Rule{}(v...); }
-};
+  class Down {
+   public:
+    LUM_INLINE F32 operator()(F32 row) { return -down_(row); }
 
-// A kernel on as many floats as it has taps.
-template <class Rule, int... K>
-LUM_INLINE F32 apply(const auto& fetch, std::integer_sequence<int, K...>) {
-  return Rule{}(fetch(K)...);
-}
-template <class Rule>
-LUM_INLINE F32 apply(const auto& fetch) {
-  return apply<Rule>(fetch, std::make_integer_sequence<int, Rule::taps>());
-}
+   private:
+    typename Rule::Down down_;
+  };
+};
 
 // ---- sliders ----
 //
@@ -413,18 +471,12 @@ class Separable {
   static constexpr int taps = OfRow::taps;
 
   LUM_INLINE F32 down(const auto& around) {
-    return push(apply<OfRow>([&](int k) { return around(k - taps / 2); }));
+    return column_(OfRow::along([&](int k) { return around(k - taps / 2); }));
   }
-  LUM_INLINE F32 down_border(Lum32f value) { return push(f32(value * OfRow::sum)); }
+  LUM_INLINE F32 down_border(Lum32f value) { return column_(f32(value * OfRow::sum)); }
 
  private:
-  LUM_INLINE F32 push(F32 row) {
-#pragma GCC unroll 16
-    for (int k = 0; k < taps - 1; ++k) rows_[k] = rows_[k + 1];
-    rows_[taps - 1] = row;
-    return apply<OfColumn>([&](int k) { return rows_[k]; });
-  }
-  F32 rows_[taps] = {};
+  typename OfColumn::Down column_;
 };
 template <class OfRow, class OfColumn>
 class Separable<Lum8u, OfRow, OfColumn> {
@@ -442,7 +494,7 @@ class Separable<Lum8u, OfRow, OfColumn> {
   LUM_INLINE Pair<O> push(Pair<O> row) {
     return {first_(row.first), second_(row.second)};
   }
-  typename OfColumn::Down first_, second_;
+  typename OfColumn::IntegerDown first_, second_;
 };
 
 template <class A, class B>
