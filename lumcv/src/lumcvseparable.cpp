@@ -101,9 +101,8 @@ void choose_arithmetic(RowPass<S>& pass, int divisor) {
 void choose_arithmetic(ColumnPass<Lum32f, Lum32f>&, int) {}
 template <class D>
 void choose_arithmetic(ColumnPass<Lum16s, D>& pass, int divisor) {
-  const long long sum = magnitude(pass.kernel, pass.taps);
-  pass.exact = sum * 32768 <= 1 << 24;  // every partial sum is a whole number that single precision holds
-  if (!pass.exact) return;
+  const long long sum = magnitude(pass.kernel, pass.taps), most = (1 << 24) / (sum + (sum == 0));
+  pass.exact = most < 32768 ? int(most) : 32768;  // every partial sum is a whole number that single precision holds
   pass.narrow = narrow_elements(sum, pass.taps, divisor, pass.width);
   constexpr long long kMostQuotient = 256;
   if (sizeof(D) == 2)
@@ -206,17 +205,17 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
   LumStatus name(LumSize roiSize, int kernelSize, int* pBufferSize) { \
     return lum::column_size_float(roiSize, kernelSize, pBufferSize);  \
   }
-#define LUM_COLUMN_INTEGER(name, D, C)                                                                           \
-  LumStatus name(const Lum16s* const* ppSrc, D* pDst, int dstStep, LumSize roiSize, const Lum16s* pKernel,       \
-                 int kernelSize, int divisor, Lum8u* pBuffer) {                                                  \
-    return lum::column_pass<Lum16s, D>(                                                                          \
-        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, lum::scale_by(divisor), false}, roiSize, \
-        divisor, pBuffer);                                                                                       \
+#define LUM_COLUMN_INTEGER(name, D, C)                                                                                \
+  LumStatus name(const Lum16s* const* ppSrc, D* pDst, int dstStep, LumSize roiSize, const Lum16s* pKernel,            \
+                 int kernelSize, int divisor, Lum8u* pBuffer) {                                                       \
+    return lum::column_pass<Lum16s, D>(                                                                               \
+        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, lum::scale_by(divisor), 0}, roiSize, divisor, \
+        pBuffer);                                                                                                     \
   }
-#define LUM_COLUMN_FLOAT(name, C)                                                                               \
-  LumStatus name(const Lum32f* const* ppSrc, Lum32f* pDst, int dstStep, LumSize roiSize, const Lum32f* pKernel, \
-                 int kernelSize, Lum8u* pBuffer) {                                                              \
-    return lum::column_pass<Lum32f, Lum32f>(                                                                    \
-        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, {}, false}, roiSize, 1, pBuffer);       \
+#define LUM_COLUMN_FLOAT(name, C)                                                                                   \
+  LumStatus name(const Lum32f* const* ppSrc, Lum32f* pDst, int dstStep, LumSize roiSize, const Lum32f* pKernel,     \
+                 int kernelSize, Lum8u* pBuffer) {                                                                  \
+    return lum::column_pass<Lum32f, Lum32f>({ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, {}, 0}, \
+                                            roiSize, 1, pBuffer);                                                   \
   }
 #include "lumcvseparable.inc"

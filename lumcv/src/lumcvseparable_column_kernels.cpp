@@ -327,6 +327,38 @@ int two_by_two(const ColumnPass<Lum16s, D>& pass, Rows rows, int n, const Finish
   return columns;
 }
 
+// Integer rows under any taps, as floats (see RoundedSlider): some output rows share what becomes of a source row.
+template <class D, class Finish>
+int rounded_together(const ColumnPass<Lum16s, D>& pass, Rows rows, int n, const Finish& finish) {
+  constexpr int kRows = sizeof(void*) == 8 ? 4 : 2, kMostTaps = 63;
+  const int columns = n / I16::lanes * I16::lanes, taps = pass.taps;
+  if (columns == 0 || taps > kMostTaps || rows.end - rows.begin < kRows) return 0;
+  F32 padded[kMostTaps + 2 * (kRows - 1)];  // with zeros, for the source rows that not all output rows see
+  for (int k = 0; k < taps + 2 * (kRows - 1); ++k) {
+    const int tap = k - (kRows - 1);
+    padded[k] = f32(tap < 0 || tap >= taps ? 0 : get(pass.kernel + tap));
+  }
+  for (int at = rows.begin; at < rows.end; at += kRows) {
+    const int y = at + kRows > rows.end ? rows.end - kRows : at;  // the last rows together with some before them
+    for (ptrdiff_t x = 0; x < columns; x += I16::lanes) {
+      F32 low[kRows], high[kRows];
+      repeat<kRows>(0, [&](int r) LUM_INLINE_LAMBDA { low[r] = high[r] = f32(0); });
+      for (int i = 0; i < taps + kRows - 1; ++i) {
+        const I16 row = load(get(pass.src + y + i) + x);
+        const F32 l = to_float(widen_low(row)), h = to_float(widen_high(row));
+        repeat<kRows>(0, [&](int r) LUM_INLINE_LAMBDA {
+          const F32 tap = padded[i - r + kRows - 1];
+          low[r] = low[r] + l * tap;
+          high[r] = high[r] + h * tap;
+        });
+      }
+      repeat<kRows>(
+          0, [&](int r) LUM_INLINE_LAMBDA { store(pass.dst.row(y + r) + x, pack(finish(low[r]), finish(high[r]))); });
+    }
+  }
+  return columns;
+}
+
 template <class D>
 int bulk_of(const ColumnPass<Lum16s, D>& pass) {  // the elements that are rounded
   return pass.width / 16 * 16 * pass.channels;
@@ -372,26 +404,54 @@ template <int N, class D>
     run_scaled(ExactColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, bulk - x, {x, false}, pass.scale);
 }
 
+// All columns of sums that may round at every tap.
+template <class D>
+[[gnu::noinline]] void rounded_columns(const ColumnPass<Lum16s, D>& pass, Rows rows) {
+  const int n = pass.width * pass.channels, bulk = bulk_of(pass);
+  const Nearest<true> nearest{pass.scale.reciprocal};
+  const int x =
+      pass.taps == 3   ? slide<3, RoundedSlider<3>>(RoundedSlider<3>::Factors(pass.kernel), pass, rows, bulk, nearest)
+      : pass.taps == 5 ? slide<5, RoundedSlider<5>>(RoundedSlider<5>::Factors(pass.kernel), pass, rows, bulk, nearest)
+                       : rounded_together(pass, rows, bulk, nearest);
+  if (x == n) return;
+  for (int y = rows.begin; y < rows.end; ++y) {
+    const RoundedColumn column{pass.src + y, 0, pass.kernel, pass.taps};
+    D* const d = pass.dst.row(y);
+    run(column.from(x), d + x, bulk - x, {x, false}, nearest);
+    run(column.from(bulk), d + bulk, n - bulk, {bulk, false}, Truncate<true>{pass.scale.reciprocal});
+  }
+}
+
+// Tells of groups of rows, from top to bottom, whether their sums are exact. Looks at every source row once, and at none
+// of those that a group with a great element has besides.
+template <class D>
+class ExactRows {
+ public:
+  explicit ExactRows(const ColumnPass<Lum16s, D>& pass) : pass_(pass) {}
+  bool all(Rows rows) {
+    constexpr int kAnyElement = 32768, kBytes = 255;  // rarely are all elements smaller than bytes
+    if (pass_.exact == kAnyElement) return true;
+    if (pass_.exact < kBytes || rows.begin <= great_) return false;
+    if (seen_ < rows.begin) seen_ = rows.begin;
+    for (; seen_ < rows.end + pass_.taps - 1; ++seen_)
+      if (!within(get(pass_.src + seen_), pass_.width * pass_.channels, pass_.exact)) {
+        great_ = seen_++;
+        return false;
+      }
+    return true;
+  }
+
+ private:
+  const ColumnPass<Lum16s, D>& pass_;
+  int seen_ = 0;    // the source row to look at next
+  int great_ = -1;  // the last one that had a great element
+};
+
 }  // namespace
 
 template <class S, class D>
 void column_band(const ColumnPass<S, D>& pass, Rows rows) {
-  const int n = pass.width * pass.channels, bulk = pass.width / 16 * 16 * pass.channels;
-  if (!pass.exact) {
-    const Nearest<true> nearest{pass.scale.reciprocal};
-    const int x =
-        pass.taps == 3   ? slide<3, RoundedSlider<3>>(RoundedSlider<3>::Factors(pass.kernel), pass, rows, bulk, nearest)
-        : pass.taps == 5 ? slide<5, RoundedSlider<5>>(RoundedSlider<5>::Factors(pass.kernel), pass, rows, bulk, nearest)
-                         : 0;
-    if (x == n) return;
-    for (int y = rows.begin; y < rows.end; ++y) {
-      const RoundedColumn column{pass.src + y, 0, pass.kernel, pass.taps};
-      D* const d = pass.dst.row(y);
-      run(column.from(x), d + x, bulk - x, {x, false}, nearest);
-      run(column.from(bulk), d + bulk, n - bulk, {bulk, false}, Truncate<true>{pass.scale.reciprocal});
-    }
-    return;
-  }
+  ExactRows exact(pass);
   with_taps<WideOrNarrowTaps>(pass.kernel, pass.taps, [&]<int N>(const WideOrNarrowTaps<N>& taps) {
     // Where great elements are found there are often more.
     constexpr int kRowsToNextTry = 8 * kRowsAtOnce;
@@ -399,6 +459,10 @@ void column_band(const ColumnPass<S, D>& pass, Rows rows) {
     for (int y = rows.begin, end; y < rows.end; y = end) {
       end = rows.end - y < kRowsAtOnce ? rows.end : y + kRowsAtOnce;
       const Rows group = {y, end};
+      if (!exact.all(group)) {
+        rounded_columns(pass, group);
+        continue;
+      }
       int x = 0;
       if constexpr (N > 0 && kLooksForNarrow)
         if (pass.narrow && y >= next_try) {

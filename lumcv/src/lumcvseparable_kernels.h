@@ -59,7 +59,7 @@ struct ColumnPass {
   const S* kernel;
   int taps;
   Scale scale;
-  bool exact;      // the sums fit single precision exactly, so 32-bit integers give the same
+  int exact;       // sums of elements up to this magnitude are exact in single precision: 32-bit integers give the same
   int narrow = 0;  // sums of elements up to this magnitude fit 16 bits; 0: not worth looking
 };
 
