@@ -121,7 +121,8 @@ void run_library(benchmark::State& state, const Line& line, const Library& libra
   state.counters["copy_alone"] = copy.alone;
 }
 
-// On some of the rows: as few as take a fraction of a millisecond, because longer ones are hardly ever alone.
+// If that tells the time of all, on some of the rows: as few as take a fraction of a millisecond, because longer ones are
+// hardly ever alone.
 void run_scalar(benchmark::State& state, const Line& line) {
   constexpr double kLongest = 0.3e-3;
   Job job = make_job(*line.member, line.roi, libraries()[0]);
@@ -129,8 +130,10 @@ void run_scalar(benchmark::State& state, const Line& line) {
   fill_destination(job, *line.member);
   const auto seconds = [&](double patience) { return time_of([&] { loop(job); }, CLOCK_THREAD_CPUTIME_ID, patience); };
   const int rows = job.roi.height, some = std::min(rows, 8);
-  job.roi.height = some;
-  job.roi.height = std::clamp(int(some * kLongest / seconds(0).seconds), 1, rows);
+  if (line.member->proportional) {
+    job.roi.height = some;
+    job.roi.height = std::clamp(int(some * kLongest / seconds(0).seconds), 1, rows);
+  }
   Timing time = {};
   for (auto _ : state) {
     time = seconds(patience(line));

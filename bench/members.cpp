@@ -236,6 +236,7 @@ void add_vectors(List& list) {
                 return reinterpret_cast<decltype(&lumsSortAscend_64f_I)>(f)(j.dst, len);
               }},
              false);
+  list.back().proportional = false;
 }
 
 // ---- norms ----

@@ -21,7 +21,8 @@ struct Member {
   bool masked = false;
   bool in_place = false;  // the destination is read too
   int scale = 0;
-  int results = 0;  // numbers that it writes in place of a destination
+  int results = 0;           // numbers that it writes in place of a destination
+  bool proportional = true;  // its time, to the number of rows
 
   double bytes(LumSize roi) const {
     const int element = src_planes * src_bytes + (in_place ? 2 : 1) * dst_bytes;
