@@ -196,6 +196,7 @@ TEST(Sort, EqualModel) {
       [&](int, int) { return special[random() % 8]; },
       [&](int i, int) { return random() % 50 ? i : special[random() % 8]; },
       [](int i, int n) { return Lum64f(n - i); },
+      [](int i, int n) { return Lum64f(i == n % 2 * (n - 1) ? n / 2 : n - i); },  // but for the first or the last
       [](int i, int n) { return Lum64f(std::min(i, n - i)); },
       [](int, int) { return -1.5; },
       [](int, int) { return -0.0; },

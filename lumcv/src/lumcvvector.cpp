@@ -61,6 +61,15 @@ Ordered part_unordered(Lum64f* p, ptrdiff_t n) {
   return found;
 }
 
+bool descends(const Lum64f* p, ptrdiff_t n) {
+  for (ptrdiff_t i = 1; i < n; ++i)
+    if (get(p + i - 1) < get(p + i)) return false;
+  return true;
+}
+void reverse(Lum64f* p, ptrdiff_t n) {
+  for (ptrdiff_t i = 0; i < n - 1 - i; ++i) swap_bits(p + i, p + n - 1 - i);
+}
+
 // The signs of the zeros, in an array that is sorted.
 void restore_minus_zeros(Lum64f* p, Ordered found) {
   if (found.minus_zeros == 0) return;
@@ -140,7 +149,10 @@ LumStatus lumsSortAscend_64f_I(Lum64f* pSrcDst, int len) {
   if (status != lumStatusOk) return status;
   const lum::Ordered found = lum::part_unordered(pSrcDst, len);
   const int divisions = 2 * std::bit_width(unsigned(len));
-  if (!found.sorted) LUM_PICK(lum::level(), sort_ascending)(pSrcDst, found.count, divisions);
+  if (!found.sorted && lum::descends(pSrcDst, found.count))
+    lum::reverse(pSrcDst, found.count);
+  else if (!found.sorted)
+    LUM_PICK(lum::level(), sort_ascending)(pSrcDst, found.count, divisions);
   lum::restore_minus_zeros(pSrcDst, found);
   return lumStatusOk;
 }
