@@ -325,7 +325,10 @@ struct FloatSum {
   };
 
  private:
-  static constexpr int weights[] = {W...};
+  static constexpr int weight(int k) {
+    const int all[] = {W...};
+    return all[k];
+  }
   template <int K>
   LUM_INLINE static F32 sum_along(const auto& at) {
     if constexpr (K == 0)
@@ -335,14 +338,14 @@ struct FloatSum {
   }
   template <int K>
   LUM_INLINE static F32 plus(F32 sum, F32 a) {
-    if constexpr (weights[K] == 0) return sum;
-    if constexpr (weights[K] < 0) return sum - weighed<K>(a);
+    if constexpr (weight(K) == 0) return sum;
+    if constexpr (weight(K) < 0) return sum - weighed<K>(a);
     return sum + weighed<K>(a);
   }
   // By the magnitude.
   template <int K>
   LUM_INLINE static F32 weighed(F32 a) {
-    constexpr int n = weights[K] < 0 ? -weights[K] : weights[K];
+    constexpr int n = weight(K) < 0 ? -weight(K) : weight(K);
     if constexpr (n == 1) return a;
     if constexpr (n == 2) return doubled(a);
     return times(a, n);
