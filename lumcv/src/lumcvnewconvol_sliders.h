@@ -337,10 +337,10 @@ struct FloatSum {
       return plus<K>(sum_along<K - 1>(at), at(K));
   }
   template <int K>
-  LUM_INLINE static F32 plus(F32 sum, F32 a) {
-    if constexpr (weight(K) == 0) return sum;
-    if constexpr (weight(K) < 0) return sum - weighed<K>(a);
-    return sum + weighed<K>(a);
+  LUM_INLINE static F32 plus(F32 so_far, F32 a) {
+    if constexpr (weight(K) == 0) return so_far;
+    if constexpr (weight(K) < 0) return so_far - weighed<K>(a);
+    return so_far + weighed<K>(a);
   }
   // By the magnitude.
   template <int K>
