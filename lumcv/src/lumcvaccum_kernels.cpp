@@ -59,8 +59,10 @@ LUM_INLINE void copy_elements(T* to, const T* from, int n) {
   memcpy(to, from, n * sizeof(T));
 }
 
+// Takes no vector as an argument: behind such calls GCC 12 leaves the upper halves of the registers in use.
 template <class Op, bool Masked, class S>
-void accumulate_row(const S* a, const S* b, const Lum8u* mask, Lum32f* acc, int n, F32 alpha) {
+void accumulate_row(const S* a, const S* b, const Lum8u* mask, Lum32f* acc, int n, Lum32f weight) {
+  const F32 alpha = f32(weight);
   int x = 0;
   for (; x <= n - F32::lanes; x += F32::lanes) accumulate_vector<Op, Masked>(a + x, b + x, mask + x, acc + x, alpha);
   if (x == n) return;
@@ -143,7 +145,7 @@ void accumulate(const Accumulation<S>& job) {
     if constexpr (std::is_same_v<Op, AddWeighted> && Masked && sizeof(S) == sizeof(Lum32f))
       accumulate_extended_row(a, mask, acc, job.roi.width, job.alpha);
     else
-      accumulate_row<Op, Masked>(a, b, mask, acc, job.roi.width, f32(job.alpha));
+      accumulate_row<Op, Masked>(a, b, mask, acc, job.roi.width, job.alpha);
   }
 }
 
