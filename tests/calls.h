@@ -86,7 +86,9 @@ struct UpperHalves {
     static const bool result = [] {
       constexpr unsigned kStates = 0xD, kTellsThoseInUse = 1 << 2;
       unsigned a = 0, b, c, d;
-      return __builtin_cpu_supports("avx") && __get_cpuid_count(kStates, 1, &a, &b, &c, &d) && (a & kTellsThoseInUse);
+      if (!__builtin_cpu_supports("avx") || !__get_cpuid_count(kStates, 1, &a, &b, &c, &d)) return false;
+      clear();
+      return (a & kTellsThoseInUse) && !in_use();
     }();
     return result;
   }
