@@ -51,7 +51,7 @@ On one thread only times count at which the core was this program's alone, if th
 hyperthreads do, a program gets only part of what the core can do, and cannot see the other one if that belongs to
 another guest of the machine; but a loop of vector additions, run before and after each time, then takes up to one and a
 half times as long.
-The plain loops are timed on as many rows as take a fraction of a millisecond.
+The plain loops are timed on as many rows as take a fraction of a millisecond, that of the sort on all.
 
 ![Fractions of the copy speed](images/performance.svg)
 
