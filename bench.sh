@@ -43,9 +43,9 @@ Measured on $(date +%F) by \`./bench.sh\`, the Release build for 64 bits.
 | small call | time per pixel at 64x64 by that at 1920x1080, AVX2 |
 
 Settings: the size of the mask, or K taps and the divisor. The taps are 1 2 1, 1 2 3 2 1 and so on; "fixed point" means
-taps and divisor times 256. All figures are medians: calls of all functions alternate in random order, and each time is
-compared with copies made right after it. Borders are replicated. Canny runs on the Sobel derivatives of
-\`images/camera.pgm\`, mirrored over the plane.
+taps and divisor times 256, but for one more at both ends and two less in the middle. All figures are medians: calls of
+all functions alternate in random order, and each time is compared with copies made right after it. Borders are
+replicated. Canny runs on the Sobel derivatives of \`images/camera.pgm\`, mirrored over the plane.
 
 On one thread only times count at which the core was this program's alone, if there are some. Where it serves two, as
 hyperthreads do, a program gets only part of what the core can do, and cannot see the other one if that belongs to

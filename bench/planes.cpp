@@ -128,6 +128,10 @@ void set_taps(Job& job, int factor) {
     taps16[k] = Lum16s(factor * tap);
     taps32[k] = Lum32f(tap) / Lum32f(top * top);
   }
+  if (factor > 1) {  // else the library would divide all by the powers of two that they have in common
+    ++taps16[0], ++taps16[job.taps - 1];
+    taps16[top - 1] = Lum16s(taps16[top - 1] - 2);
+  }
   job.taps16 = taps16;
   job.taps32 = taps32;
 }

@@ -189,6 +189,26 @@ TEST(Separable, ColumnSumsRoundAtEveryTap) {
   });
 }
 
+// Powers of two that taps and divisor have in common change nothing, unless sums wrap.
+TEST(Separable, CommonPowersOfTwo) {
+  std::mt19937 random(8);
+  each_member([&]<class S, class D>(const Member<S, D>& m) {
+    if (sizeof(S) == 4) return;
+    for (int taps : {1, 3, 5, 15, 31, 33})
+      for (int power : {1, 8, 12})
+        for (int divisor : {1 << power, -3 << power, 9 << power, -2147483647 - 1, 9 << power >> 1}) {
+          Case c;
+          c.width = 45, c.height = 3, c.taps = taps, c.anchor = taps / 2, c.divisor = divisor;
+          for (int range : {4, 32767}) {  // small sums, and sums that round or wrap
+            c.tap_range = range;
+            Job<S, D> job(m, c, random);
+            for (auto& tap : job.kernel) tap = Lum16s(range == 4 ? int(tap) << power : int(tap) & -(1 << power));
+            job.expect_model();
+          }
+        }
+  });
+}
+
 // Minus the least integer has no integer; it saturates.
 TEST(Separable, RowSumOfTheLeastInteger) {
   std::mt19937 random(3);

@@ -42,6 +42,24 @@ LumStatus column_size_float(LumSize roi, int taps, int* out) {
 
 Scale scale_by(int divisor) { return {divisor ? 1.0f / Lum32f(divisor) : 0, divisor == 1}; }
 
+// Room for taps that are not the caller's.
+constexpr int kMostReduced = 31;
+using ReducedTaps = Lum16s[kMostReduced];
+
+// Takes the powers of two out that the taps and the divisor have in common. As long as sums do not wrap, all that is
+// computed from them changes by a power of two, rounding errors included, so that results stay the same; the smaller the
+// sums, the more of the short ways are open to them.
+void reduce(const Lum16s*& kernel, int taps, int& divisor, ReducedTaps& room) {
+  if (divisor % 2 != 0 || taps > kMostReduced) return;
+  unsigned bits = unsigned(divisor) | 1U << 15;  // where all taps are 0
+  for (int k = 0; k < taps; ++k) bits |= unsigned(int(get(kernel + k)));
+  const int common = __builtin_ctz(bits);
+  if (common == 0) return;
+  for (int k = 0; k < taps; ++k) room[k] = Lum16s(get(kernel + k) >> common);
+  kernel = room;
+  divisor >>= common;
+}
+
 // Sums of 16 bits, up to `most` in magnitude, have shorter ways to some quotients.
 void choose_division(Scale& scale, int divisor, long long most) {
   if (divisor > 1 && divisor <= 1 << kMostShift && (divisor & (divisor - 1)) == 0) {
@@ -88,19 +106,28 @@ long long magnitude(const Lum16s* kernel, int taps) {
   }
   return sum;
 }
-void choose_arithmetic(RowPass<Lum32f>&, int) {}
+void choose_arithmetic(RowPass<Lum32f>&, int, ReducedTaps&) {}
 template <class S>
-void choose_arithmetic(RowPass<S>& pass, int divisor) {
-  const long long sum = magnitude(pass.kernel, pass.taps);
-  pass.scale.clamp = sum * (sizeof(S) == 1 ? 255 : 32768) > 0x7FFFFF00;
+void choose_arithmetic(RowPass<S>& pass, int divisor, ReducedTaps& room) {
+  long long sum = magnitude(pass.kernel, pass.taps);
+  const bool great = sum * (sizeof(S) == 1 ? 255 : 32768) > 0x7FFFFF00;
+  if (!great) {
+    const int given = divisor;
+    reduce(pass.kernel, pass.taps, divisor, room);
+    sum /= given / divisor;
+  }
+  pass.scale = scale_by(divisor);
+  pass.scale.clamp = great;
   pass.small = sizeof(S) == 1 && sum < 128 && pass.taps <= kMostByteTaps;
   pass.narrow = narrow_elements(sum, pass.taps, divisor, pass.roi.width);
   if (pass.small || pass.narrow)
     choose_division(pass.scale, divisor, sizeof(S) == 1 ? sum * 255 : most_narrow_sum(divisor));
 }
-void choose_arithmetic(ColumnPass<Lum32f, Lum32f>&, int) {}
+void choose_arithmetic(ColumnPass<Lum32f, Lum32f>&, int, ReducedTaps&) {}
 template <class D>
-void choose_arithmetic(ColumnPass<Lum16s, D>& pass, int divisor) {
+void choose_arithmetic(ColumnPass<Lum16s, D>& pass, int divisor, ReducedTaps& room) {
+  reduce(pass.kernel, pass.taps, divisor, room);
+  pass.scale = scale_by(divisor);
   const long long sum = magnitude(pass.kernel, pass.taps), most = (1 << 24) / (sum + (sum == 0));
   pass.exact = most < 32768 ? int(most) : 32768;  // every partial sum is a whole number that single precision holds
   pass.narrow = narrow_elements(sum, pass.taps, divisor, pass.width);
@@ -120,7 +147,8 @@ LumStatus row_pass(RowPass<S> pass, int divisor, Lum8u* buffer) {
       border_type(pass.border), fails_if(divisor == 0, lumStatusBadArgument));
   if (status != lumStatusOk) return status;
 
-  choose_arithmetic(pass, divisor);
+  ReducedTaps reduced;
+  choose_arithmetic(pass, divisor, reduced);
   int slices = slices_for(pass.roi, worthwhile_row_pass(pass.src.data, pass.taps));
   // Long kernels need the caller's buffer. The thread count may have grown since its size was asked for, so the slices
   // share what a buffer for one thread holds for certain: 12 bytes a tap and byte of a pixel (16s C3: 40 a tap).
@@ -151,7 +179,8 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
   if (status == lumStatusOk) status = row_entries(pass.src, (long long)roi.height + pass.taps - 1);
   if (status != lumStatusOk) return status;
 
-  choose_arithmetic(pass, divisor);
+  ReducedTaps reduced;
+  choose_arithmetic(pass, divisor, reduced);
   const int slices = slices_for(roi, runsepomp(pass.taps) != 0);
   const auto band = LUM_PICK(level(), column_band<S, D>);
   for_each_slice(slices, [&](int slice) { band(pass, slice_rows(roi.height, slices, slice)); });
@@ -176,7 +205,7 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
                                 xAnchor,                                                                              \
                                 borderType,                                                                           \
                                 borderValue,                                                                          \
-                                lum::scale_by(divisor),                                                               \
+                                {},                                                                                   \
                                 {0, roiSize.width},                                                                   \
                                 false},                                                                               \
                                divisor, pBuffer);                                                                     \
@@ -209,7 +238,7 @@ LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum
   LumStatus name(const Lum16s* const* ppSrc, D* pDst, int dstStep, LumSize roiSize, const Lum16s* pKernel,            \
                  int kernelSize, int divisor, Lum8u* pBuffer) {                                                       \
     return lum::column_pass<Lum16s, D>(                                                                               \
-        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, lum::scale_by(divisor), 0}, roiSize, divisor, \
+        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, {}, 0}, roiSize, divisor, \
         pBuffer);                                                                                                     \
   }
 #define LUM_COLUMN_FLOAT(name, C)                                                                                   \
