@@ -286,40 +286,55 @@ int slide(const typename Slider::Factors& factors, const ColumnPass<S, D>& pass,
 template <class D, class Finish>
 int two_by_two(const ColumnPass<Lum16s, D>& pass, Rows rows, int n, const Finish& finish) {
   constexpr int kLanes = I16::lanes, kBlock = 2 * kLanes, kMostPairs = kMostNarrowTaps / 2 + 1;
+  constexpr int kAtOnce = sizeof(void*) == 8 ? 2 : 1;  // vectors that there are registers for
   const int columns = n / kBlock * kBlock, taps = pass.taps, pairs = taps / 2 + 1;
   if (columns == 0 || pairs > kMostPairs || rows.end - rows.begin < 2) return 0;
-  I32 first[kMostPairs], second[kMostPairs];
+  struct Pair {
+    I32 first, second;  // taps of the two output rows
+    const Lum16s *upper, *lower;
+  };
+  Pair all[kMostPairs];
   const auto tap = [&](int k) { return k < 0 || k >= taps ? Lum16s(0) : get(pass.kernel + k); };
   for (int j = 0; j < pairs; ++j) {
-    first[j] = pair(tap(2 * j), tap(2 * j + 1));
-    second[j] = pair(tap(2 * j - 1), tap(2 * j));
+    all[j].first = pair(tap(2 * j), tap(2 * j + 1));
+    all[j].second = pair(tap(2 * j - 1), tap(2 * j));
   }
   for (int at = rows.begin; at < rows.end; at += 2) {
     const int y = at + 2 > rows.end ? at - 1 : at;  // the last row of an odd number together with the one before it
-    const Lum16s* source[2 * kMostPairs];
-    for (int i = 0; i < 2 * pairs; ++i) source[i] = get(pass.src + y + (i > taps ? taps : i));
+    for (int j = 0; j < pairs; ++j) {
+      all[j].upper = get(pass.src + y + 2 * j);
+      all[j].lower = get(pass.src + y + (2 * j + 1 > taps ? taps : 2 * j + 1));
+    }
     for (ptrdiff_t x = 0; x < columns; x += kBlock) {
-      I32 low[2][2], high[2][2];  // of the two rows, of the two vectors
-      repeat<4>(0, [&](int i) LUM_INLINE_LAMBDA { low[i / 2][i % 2] = high[i / 2][i % 2] = i32(0); });
-      for (int j = 0; j < pairs; ++j) {
-        const Lum16s *const a = source[2 * j] + x, *const b = source[2 * j + 1] + x;
-        repeat<2>(0, [&](int i) LUM_INLINE_LAMBDA {
-          const I16 upper = load(a + i * kLanes), lower = load(b + i * kLanes);
-          const I16 l = unpack_low(upper, lower), h = unpack_high(upper, lower);
-          low[0][i] = low[0][i] + multiply_pairs(l, first[j]);
-          high[0][i] = high[0][i] + multiply_pairs(h, first[j]);
-          low[1][i] = low[1][i] + multiply_pairs(l, second[j]);
-          high[1][i] = high[1][i] + multiply_pairs(h, second[j]);
+      I16 results[2][2];  // of the two rows, of the two vectors
+      repeat<2 / kAtOnce>(0, [&](int turn) LUM_INLINE_LAMBDA {
+        I32 low[2][kAtOnce], high[2][kAtOnce];
+        repeat<kAtOnce>(0, [&](int i) LUM_INLINE_LAMBDA { low[0][i] = high[0][i] = low[1][i] = high[1][i] = i32(0); });
+        for (const Pair* p = all; p < all + pairs; ++p) {
+          const I32 first = p->first, second = p->second;
+          const Lum16s *const a = p->upper + turn * kLanes, *const b = p->lower + turn * kLanes;
+          repeat<kAtOnce>(0, [&](int i) LUM_INLINE_LAMBDA {
+            const I16 upper = renewed(load(a + x + i * kLanes)), lower = renewed(load(b + x + i * kLanes));
+            const I16 l = unpack_low(upper, lower), h = unpack_high(upper, lower);
+            // Else the compiler moves each sum to another register and back.
+            const auto add_to = [](I32& sum, I32 v) LUM_INLINE_LAMBDA { sum = renewed(sum + v); };
+            add_to(low[0][i], multiply_pairs(l, first));
+            add_to(high[0][i], multiply_pairs(h, first));
+            add_to(low[1][i], multiply_pairs(l, second));
+            add_to(high[1][i], multiply_pairs(h, second));
+          });
+        }
+        repeat<2 * kAtOnce>(0, [&](int k) LUM_INLINE_LAMBDA {
+          results[k % 2][turn + k / 2] = packed(low[k % 2][k / 2], high[k % 2][k / 2], finish);
         });
-      }
+      });
       repeat<2>(0, [&](int k) LUM_INLINE_LAMBDA {
         D* const d = pass.dst.row(y + k) + x;
-        const I16 left = packed(low[k][0], high[k][0], finish), right = packed(low[k][1], high[k][1], finish);
         if constexpr (sizeof(D) == 1) {
-          store(d, left, right);
+          store(d, results[k][0], results[k][1]);
         } else {
-          store(d, left);
-          store(d + kLanes, right);
+          store(d, results[k][0]);
+          store(d + kLanes, results[k][1]);
         }
       });
     }
