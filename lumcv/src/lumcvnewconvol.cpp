@@ -188,7 +188,7 @@ void gauss_rows(const GaussFilter& job, Rows rows, Lum32f* ring, int strip) {
   }
 }
 
-LumStatus gauss_filter(GaussFilter job, Lum32f sigma, Lum8u* buffer) {
+LumStatus gauss_filter(GaussFilter&& job, Lum32f sigma, Lum8u* buffer) {
   const LumStatus status =
       first_error(pointers(job.src.data, job.dst.data, buffer), size(job.roi), step_size(job.roi, job.src.step, 1),
                   step_size(job.roi, job.dst.step, 1), gauss_taps(job.count),

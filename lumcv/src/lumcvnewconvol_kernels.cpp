@@ -372,15 +372,15 @@ class Painter {
   int rows() const { return rows_; }
   int shift() const { return 0; }
   const F32* kernel() const { return kernel_; }
-  void operator()(const Stretch<S, D>& stretch, int /*x*/, int n) const {
+  void operator()(Stretch<S, D>& stretch, int /*x*/, int n) const {
     if (!by_tile_ && n == stretch.end - stretch.begin) return sweep_(stretch);
     through_tile(stretch, n);
   }
 
  private:
-  void through_tile(Stretch<S, D> stretch, int n) const {
+  void through_tile(Stretch<S, D>& stretch, int n) const {
     const Image<D> dst = stretch.dst;
-    const int begin = stretch.begin;
+    const int begin = stretch.begin, first_slider = stretch.first_slider;
     for (int done = 0; done < n; done += Tile<D>::columns) {
       const int wanted = n - done < Tile<D>::columns ? n - done : Tile<D>::columns;
       Tile<D> tile;
@@ -391,6 +391,8 @@ class Painter {
       for (int y = 0; y < stretch.count; ++y) memcpy(dst.row(y) + done, tile.rows[y], wanted * sizeof(D));
       stretch.first_slider += Tile<D>::columns / kColumns<S>;
     }
+    stretch.dst = dst;
+    stretch.first_slider = first_slider;
   }
   Sweep<S, D> sweep_;
   int rows_;
@@ -458,9 +460,17 @@ void convolve_band(const Convolution<S, D>& job, Rows rows) {
   const S* source[kMostSources];
   Sliders sliders;
   // One for all: copies of what has just been written are slow.
-  Stretch<S, D> stretch = {Place::kInside,   source,           0,       0,      job.src.step,
-                           job.border_value, job.dst,          0,       kBlock, &sides,
-                           painter.shift(),  painter.kernel(), nullptr, 0,      false};
+  Stretch<S, D> stretch;
+  stretch.rows = source;
+  stretch.step = job.src.step;
+  stretch.border_value = job.border_value;
+  stretch.dst.step = job.dst.step;
+  stretch.sides = &sides;
+  stretch.shift = painter.shift();
+  stretch.kernel = painter.kernel();
+  stretch.sliders = nullptr;
+  stretch.first_slider = 0;
+  stretch.resume = false;
   // To output row y and as many below it as go at once.
   const auto go_to = [&](int y) {
     stretch.count = rows.end - y < at_once ? rows.end - y : at_once;

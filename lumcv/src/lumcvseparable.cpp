@@ -139,7 +139,7 @@ void choose_arithmetic(ColumnPass<Lum16s, D>& pass, int divisor, ReducedTaps& ro
 }
 
 template <class S, int C>
-LumStatus row_pass(RowPass<S> pass, int divisor, Lum8u* buffer) {
+LumStatus row_pass(RowPass<S>&& pass, int divisor, Lum8u* buffer) {
   const LumStatus status = first_error(
       pointers(pass.src.data, pass.dst, pass.kernel, buffer), size(pass.roi), fails_if(pass.taps < 1, lumStatusBadSize),
       fails_if(pass.anchor < 0 || pass.anchor >= pass.taps, lumStatusBadAnchor),
@@ -171,7 +171,7 @@ LumStatus row_entries(const S* const* rows, long long n) {
 }
 
 template <class S, class D>
-LumStatus column_pass(ColumnPass<S, D> pass, LumSize roi, int divisor, const Lum8u* buffer) {
+LumStatus column_pass(ColumnPass<S, D>&& pass, LumSize roi, int divisor, const Lum8u* buffer) {
   LumStatus status = first_error(
       pointers(pass.src, pass.dst.data, pass.kernel), size(roi), fails_if(pass.taps < 1, lumStatusBadSize),
       step_size(roi, pass.dst.step, pass.channels * (int)sizeof(D)), step_multiple(pass.dst.step, sizeof(D)),

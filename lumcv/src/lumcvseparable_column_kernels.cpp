@@ -135,7 +135,7 @@ template <int N>
 class NarrowSlider {
  public:
   using V = I16;
-  static constexpr int rows_per_step = 1, beside = N == 3;
+  static constexpr int rows_per_step = 1, beside = N == 3 && sizeof(void*) == 8;
   struct Factors {
     NarrowTaps<N> taps;
     Limit limit;

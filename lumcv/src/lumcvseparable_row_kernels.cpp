@@ -223,7 +223,8 @@ class Stretch {
     const int width = pass.roi.width;
     inside_ = first_ < 0 ? clamp(pass.anchor - begin, 0, n_) : 0;
     outside_ = first_ + n_ > width ? int(width - first_ > inside_ ? width - first_ : inside_) : n_;
-    for (int i = 0; i < kKnown && i < n_ - (outside_ - inside_); ++i) known_[i] = column(i);
+    const int known = begin == end ? 0 : n_ - (outside_ - inside_);
+    for (int i = 0; i < kKnown && i < known; ++i) known_[i] = column(i);
   }
   void operator()(const S* row, S* stretch) const {
     const int width = outside_ - inside_;

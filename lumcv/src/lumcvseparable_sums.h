@@ -335,9 +335,15 @@ class Range {
  private:
   I16 highest_ = {};
 };
+inline bool each_within(const Lum16s* p, int n, int most) {
+  for (int x = 0; x < n; ++x)
+    if (get(p + x) > most || get(p + x) < -most) return false;
+  return true;
+}
 inline bool within(const Lum16s* p, int n, int most) {
-  const Limit limit(most);
   constexpr int kRanges = 4, kLanes = I16::lanes, kStep = kRanges * kLanes, kBlock = 8 * kStep;
+  if (n < kLanes) return each_within(p, n, most);
+  const Limit limit(most);
   Range ranges[kRanges];
   for (int x = 0, end; x < n; x = end) {
     end = n - x < kBlock ? n : x + kBlock;
@@ -345,9 +351,7 @@ inline bool within(const Lum16s* p, int n, int most) {
       repeat<kRanges>(0, [&](int i) LUM_INLINE_LAMBDA { ranges[i].add(load(p + x + i * kLanes), limit); });
     for (; x <= end - kLanes; x += kLanes) ranges[0].add(load(p + x), limit);
     repeat<kRanges - 1>(0, [&](int i) LUM_INLINE_LAMBDA { ranges[0].add(ranges[i + 1]); });
-    if (ranges[0].exceeds(limit)) return false;
-    for (; x < end; ++x)
-      if (get(p + x) > most || get(p + x) < -most) return false;
+    if (ranges[0].exceeds(limit) || !each_within(p + x, end - x, most)) return false;
   }
   return true;
 }
