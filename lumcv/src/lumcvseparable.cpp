@@ -234,12 +234,11 @@ LumStatus column_pass(ColumnPass<S, D>&& pass, LumSize roi, int divisor, const L
   LumStatus name(LumSize roiSize, int kernelSize, int* pBufferSize) { \
     return lum::column_size_float(roiSize, kernelSize, pBufferSize);  \
   }
-#define LUM_COLUMN_INTEGER(name, D, C)                                                                                \
-  LumStatus name(const Lum16s* const* ppSrc, D* pDst, int dstStep, LumSize roiSize, const Lum16s* pKernel,            \
-                 int kernelSize, int divisor, Lum8u* pBuffer) {                                                       \
-    return lum::column_pass<Lum16s, D>(                                                                               \
-        {ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, {}, 0}, roiSize, divisor, \
-        pBuffer);                                                                                                     \
+#define LUM_COLUMN_INTEGER(name, D, C)                                                                         \
+  LumStatus name(const Lum16s* const* ppSrc, D* pDst, int dstStep, LumSize roiSize, const Lum16s* pKernel,     \
+                 int kernelSize, int divisor, Lum8u* pBuffer) {                                                \
+    return lum::column_pass<Lum16s, D>({ppSrc, {pDst, dstStep}, roiSize.width, C, pKernel, kernelSize, {}, 0}, \
+                                       roiSize, divisor, pBuffer);                                             \
   }
 #define LUM_COLUMN_FLOAT(name, C)                                                                                   \
   LumStatus name(const Lum32f* const* ppSrc, Lum32f* pDst, int dstStep, LumSize roiSize, const Lum32f* pKernel,     \

@@ -214,6 +214,19 @@ template <int C, int N>
   });
 }
 
+// As memcpy, which a call takes longer than rows of a few vectors do.
+LUM_INLINE void copy_bytes(void* to, const void* from, int n) {
+  constexpr int kStep = sizeof(I16);
+  if (n < kStep || n > 8 * kStep) {
+    memcpy(to, from, n);
+    return;
+  }
+  for (int i = 0; i < n; i += kStep) {
+    if (i > n - kStep) i = n - kStep;  // some bytes once more
+    store((Lum16s*)((char*)to + i), load((const Lum16s*)((const char*)from + i)));
+  }
+}
+
 // What the outputs of some columns see, border included.
 template <int C, class S>
 class Stretch {
@@ -226,16 +239,23 @@ class Stretch {
     const int known = begin == end ? 0 : n_ - (outside_ - inside_);
     for (int i = 0; i < kKnown && i < known; ++i) known_[i] = column(i);
   }
-  void operator()(const S* row, S* stretch) const {
+  // Of some rows. Border pixels go one after the other, each down all rows.
+  void operator()(Image<const S> rows, int count, S* stretches, ptrdiff_t pitch) const {
     const int width = outside_ - inside_;
-    const auto copy = [&](int i, int border) LUM_INLINE_LAMBDA {
+    const auto fill = [&](int i, int border) LUM_INLINE_LAMBDA {
       const int x = border < kKnown ? known_[border] : column(border);
-      for (int c = 0; c < C; ++c)
-        put(stretch + i * C + c, x < 0 ? pass_.border_value : get(row + (ptrdiff_t)x * C + c));
+      S* to = stretches + i * C;
+      for (int y = 0; y < count; ++y, to += pitch) {
+        const S* const from = rows.row(y) + (ptrdiff_t)(x < 0 ? 0 : x) * C;
+        for (int c = 0; c < C; ++c) put(to + c, x < 0 ? pass_.border_value : get(from + c));
+      }
     };
-    for (int i = 0; i < inside_; ++i) copy(i, i);
-    if (width > 0) memcpy(stretch + inside_ * C, row + (ptrdiff_t)(first_ + inside_) * C, width * C * sizeof(S));
-    for (int i = outside_; i < n_; ++i) copy(i, i - width);
+    for (int i = 0; i < inside_; ++i) fill(i, i);
+    if (width > 0)
+      for (int y = 0; y < count; ++y)
+        copy_bytes(stretches + inside_ * C + y * pitch, rows.row(y) + (ptrdiff_t)(first_ + inside_) * C,
+                   width * C * (int)sizeof(S));
+    for (int i = outside_; i < n_; ++i) fill(i, i - width);
   }
 
  private:
@@ -288,7 +308,7 @@ inline void row_band_taps(const RowPass<S>& pass, Rows rows, S* stretches, int r
     count = rows.end - y < at_once ? rows.end - y : at_once;
     const auto bordered = [&](const Stretch<C, S>& stretch, int from, int to) {
       if (from == to) return;
-      for (int i = 0; i < count; ++i) stretch(pass.src.row(y + i), stretches + i * pitch);
+      stretch({pass.src.row(y), pass.src.step}, count, stretches, pitch);
       row_span<C>(pass, {{stretches, pitch_bytes}, pass.dst + y, count, from, to, true}, taps);
     };
     bordered(at_left, begin, left);
