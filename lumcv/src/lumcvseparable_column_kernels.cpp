@@ -374,6 +374,46 @@ int rounded_together(const ColumnPass<Lum16s, D>& pass, Rows rows, int n, const 
   return columns;
 }
 
+// Rows of floats under more taps than a slider holds: some output rows share the loads of what they see, for source rows
+// of so many do not stay in the first-level cache from one output row to the next.
+int floats_together(const ColumnPass<Lum32f, Lum32f>& pass, Rows rows, int n) {
+  constexpr int kRows = sizeof(void*) == 8 ? 4 : 2, kVectors = 2, kLanes = F32::lanes, kBlock = kVectors * kLanes;
+  constexpr int kMostTaps = 63;
+  const int columns = n / kBlock * kBlock, taps = pass.taps;
+  if (columns == 0 || taps < kRows || taps > kMostTaps || rows.end - rows.begin < kRows) return 0;
+  F32 factors[kMostTaps];
+  for (int k = 0; k < taps; ++k) factors[k] = f32(get(pass.kernel + k));
+  for (int at = rows.begin; at < rows.end; at += kRows) {
+    const int y = at + kRows > rows.end ? rows.end - kRows : at;  // the last rows together with some before them
+    const Lum32f* source[kMostTaps + kRows - 1];
+    for (int i = 0; i < taps + kRows - 1; ++i) source[i] = get(pass.src + y + i);
+    for (ptrdiff_t x = 0; x < columns; x += kBlock) {
+      F32 sums[kRows][kVectors];
+      // Source row i goes to the output rows from `first` to `last`; the last of them may begin with it.
+      const auto add = [&](int i, int first, int last, bool begins) LUM_INLINE_LAMBDA {
+        F32 row[kVectors];
+        repeat<kVectors>(0, [&](int v) LUM_INLINE_LAMBDA { row[v] = load(source[i] + x + v * kLanes); });
+        __builtin_prefetch(ahead(source[i] + x, kSourceAhead));
+        repeat<kRows>(0, [&](int r) LUM_INLINE_LAMBDA {
+          if (r < first || r > last) return;
+          const F32 factor = factors[i - r];
+          repeat<kVectors>(0, [&](int v) LUM_INLINE_LAMBDA {
+            const F32 product = row[v] * factor;
+            sums[r][v] = renewed(begins && r == last ? product : sums[r][v] + product);
+          });
+        });
+      };
+      repeat<kRows>(0, [&](int i) LUM_INLINE_LAMBDA { add(i, 0, i, true); });
+      for (int i = kRows; i < taps; ++i) add(i, 0, kRows - 1, false);
+      repeat<kRows - 1>(0, [&](int i) LUM_INLINE_LAMBDA { add(taps + i, i + 1, kRows - 1, false); });
+      repeat<kRows>(0, [&](int r) LUM_INLINE_LAMBDA {
+        repeat<kVectors>(0, [&](int v) LUM_INLINE_LAMBDA { store(pass.dst.row(y + r) + x + v * kLanes, sums[r][v]); });
+      });
+    }
+  }
+  return columns;
+}
+
 template <class D>
 int bulk_of(const ColumnPass<Lum16s, D>& pass) {  // the elements that are rounded
   return pass.width / 16 * 16 * pass.channels;
@@ -495,7 +535,10 @@ void column_band(const ColumnPass<Lum32f, Lum32f>& pass, Rows rows) {
   const int n = pass.width * pass.channels;
   with_taps<FloatTaps>(pass.kernel, pass.taps, [&]<int N>(const FloatTaps<N>& taps) {
     int x = 0;
-    if constexpr (N > 0) x = slide<N, FloatSlider<N>>(taps, pass, rows, n, Saturate{});
+    if constexpr (N > 0)
+      x = slide<N, FloatSlider<N>>(taps, pass, rows, n, Saturate{});
+    else if constexpr (sizeof(void*) == 8 || F32::lanes == 8)  // else there are too few registers for it to pay
+      x = floats_together(pass, rows, n);
     if (x == n) return;
     for (int y = rows.begin; y < rows.end; ++y)
       run(FloatColumn<N>{pass.src + y, x, taps}, pass.dst.row(y) + x, n - x, {x, false}, Saturate{});
